@@ -1,0 +1,103 @@
+#include "QTMooVAtom.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "QTAtomScan.h"
+#include "QTContract.h"
+#include "QTFourCC.h"
+#include "QTResultCodes.h"
+
+namespace
+{
+
+constexpr QT::ContractSite kGetTrackItemSite{"QTSifter/Src/QTMooVAtom", 120, "QTMooVAtom::GetTrackItem",
+                                             "inIndex < GetTrackCount()"};
+constexpr QT::ContractSite kGetUserDataSite{"QTSifter/Src/QTMooVAtom", 138, "QTMooVAtom::GetUserData",
+                                            "inIndex < GetUserDataCount()"};
+
+} // namespace
+
+void QTMooVAtom::Adopt(const uint8_t* inMvhd, const uint8_t* inMvhd64, std::vector<QT::TrackItem> inTrackItems,
+                       std::vector<QT::UserDataItem> inUserData)
+{
+    mvhd = inMvhd;
+    mvhd64 = inMvhd64;
+    trackItems = std::move(inTrackItems);
+    userData = std::move(inUserData);
+}
+
+uint32_t QTMooVAtom::GetTrackCount() const
+{
+    return uint32_t(trackItems.size());
+}
+
+const QT::TrackItem& QTMooVAtom::GetTrackItem(uint64_t inIndex) const
+{
+    QT_REQUIRE(kGetTrackItemSite, inIndex < GetTrackCount());
+    return trackItems[inIndex];
+}
+
+uint32_t QTMooVAtom::GetUserDataCount() const
+{
+    return uint32_t(userData.size());
+}
+
+void QTMooVAtom::GetUserData(uint64_t inIndex, MK::BinaryData& outData, uint32_t& outType) const
+{
+    QT_REQUIRE(kGetUserDataSite, inIndex < GetUserDataCount());
+    const QT::UserDataItem& item = userData[inIndex];
+    outData = MK::BinaryData(item.data, item.size);
+    outType = item.type;
+}
+
+bool QTMooVAtom::FindUserData(uint32_t inType, MK::BinaryData& outData) const
+{
+    auto found = std::find_if(userData.begin(), userData.end(), [inType](const QT::UserDataItem& inItem) {
+        return inItem.type == inType && inItem.size != 0;
+    });
+    if (found == userData.end())
+        return false;
+    outData = MK::BinaryData(found->data, found->size);
+    return true;
+}
+
+// The payload with the length of the whole atom, so 8 bytes past its end; never past the buffer.
+uint32_t QTMooVAtom::GetMovieChildAtom(uint32_t inType, MK::BinaryData& outData) const
+{
+    const uint8_t* data = Data();
+    QT::AtomHeader atom;
+    for (uint32_t pos = 8; QT::ReadValidAtom(data, pos, Size(), atom); pos += atom.size)
+    {
+        if (atom.type == inType)
+        {
+            const uint8_t* payload = data + pos + 8;
+            outData = MK::BinaryData(payload, std::min<size_t>(atom.size, Bytes().Available(payload)));
+            return QT::kQTSuccess;
+        }
+    }
+    return QT::kQTErrNotFound;
+}
+
+void QTMooVAtom::GetUUIDAtom(std::shared_ptr<RecycledMemory>& outBuffer, const std::array<uint8_t, 16>& inUUID,
+                             bool inStripHeader) const
+{
+    const uint8_t* data = Data();
+    QT::AtomHeader atom;
+    for (uint32_t pos = 8; QT::ReadValidAtom(data, pos, Size(), atom); pos += atom.size)
+    {
+        if (atom.type != QT::kUuidAtom || !Bytes().Contains(data + pos, 8, 16) ||
+            std::memcmp(data + pos + 8, inUUID.data(), 16) != 0)
+            continue;
+        uint32_t length = atom.size;
+        const uint8_t* start = data + pos;
+        if (inStripHeader && length >= 25)
+        {
+            length -= 24;
+            start += 24;
+        }
+        outBuffer = RecycledMemory::Create(length);
+        if (outBuffer)
+            std::memcpy(outBuffer->GetData(), start, length);
+    }
+}

@@ -1,0 +1,128 @@
+#include <algorithm>
+#include <cstring>
+
+#include "QTBigEndian.h"
+#include "QTFourCC.h"
+#include "QTMovieAtomCompaction.h"
+#include "QTResultCodes.h"
+#include "QTSifter.h"
+#include "QTTopLevelAtoms.h"
+
+namespace QT
+{
+
+namespace
+{
+
+// The stored movie atom is loaded whole; this bounds the memory of a load.
+constexpr int64_t kMaxMovieAtomSize = 0x8000000;
+
+bool IsLoadableMovieSize(int64_t inSize)
+{
+    return inSize >= 9 && inSize <= kMaxMovieAtomSize;
+}
+
+using RecycledMemory = tenacore::allocator::RecycledMemory;
+
+} // namespace
+
+bool QTSifter::ProviderInUse() const
+{
+    return provider != nullptr && provider->IsReady() == 0;
+}
+
+// Compacts the work area, writes the new moov size and copies the result into the movie's buffer.
+uint32_t QTSifter::FinishLoad(uint8_t* inWorkArea, LoadRoute inRoute)
+{
+    uint32_t removed = 0;
+    if (CompactMovieAtom(inWorkArea, movieAtomSize, inRoute, removed) != kQTSuccess)
+        return kQTStatusReadFailed;
+    const uint32_t finalSize = movieAtomSize - removed;
+    BE::PutU32(inWorkArea, finalSize);
+    auto finalBuffer = RecycledMemory::Create(finalSize);
+    if (!finalBuffer)
+        return kQTStatusReadFailed;
+    std::memcpy(finalBuffer->GetData(), inWorkArea, finalSize);
+    mooVAtom->buffer = std::move(finalBuffer);
+    movieAtomSize = finalSize;
+    return kQTSuccess;
+}
+
+uint32_t QTSifter::LoadMovieAtomFromFile(KSL::File& inFile)
+{
+    TopLevelAtom moov;
+    if (FindMovieAtomInFile(inFile, fileSize, moov) != kQTSuccess)
+        return kQTStatusReadFailed;
+    if (!IsLoadableMovieSize(moov.size))
+        return kQTStatusReadFailed;
+    auto workArea = RecycledMemory::Create(size_t(moov.size));
+    if (!workArea)
+        return kQTStatusReadFailed;
+    if (inFile.SetFilePointer(int64_t(moov.start), KSL::File::kFromStart) < 0)
+        return kQTStatusReadFailed;
+    movieAtomSize = uint32_t(moov.size);
+    movieAtomOffset = moov.start;
+    uint32_t got = 0;
+    if (inFile.Read(workArea->GetData(), movieAtomSize, got) < 0 || got < movieAtomSize)
+        return kQTStatusReadFailed;
+    return FinishLoad(workArea->GetData(), LoadRoute::File);
+}
+
+uint32_t QTSifter::LoadMovieAtomFromProvider()
+{
+    TopLevelAtom moov;
+    uint32_t status = FindMovieAtomInProvider(*provider, fileSize, moov);
+    if (status != kQTSuccess)
+        return status;
+    if (!IsLoadableMovieSize(moov.size))
+        return kQTStatusReadFailed;
+    void* handle = nullptr;
+    if (provider->GetHandle(&handle) != kQTSuccess)
+        return kQTStatusReadFailed;
+    uint8_t* workArea = nullptr;
+    uint64_t delivered = 0;
+    status = provider->ReadAt(handle, moov.start, uint32_t(moov.size), &workArea, &delivered);
+    if (status != kQTSuccess)
+        return status;
+    // A short delivery would leave the pass over the atom reading outside the provider's block.
+    if (delivered < uint64_t(moov.size) || workArea == nullptr)
+        return kQTStatusReadFailed;
+    movieAtomSize = uint32_t(moov.size);
+    movieAtomOffset = moov.start;
+    return FinishLoad(workArea, LoadRoute::Provider);
+}
+
+uint32_t QTSifter::FindTopLevelAtom(uint32_t inAtomType, KSL::File& inFile, uint64_t& outOffset,
+                                    uint64_t& outSize)
+{
+    if (!ProviderInUse() && inFile.SetFilePointer(0, KSL::File::kFromStart) < 0)
+        return kQTStatusReadFailed;
+    // Moves on the provider route only; on the file route the file pointer carries the position.
+    uint64_t providerPos = 0;
+    for (int atomCount = 0; atomCount <= 50; ++atomCount)
+    {
+        TopLevelAtom atom;
+        const bool viaProvider = ProviderInUse();
+        const uint32_t status = viaProvider ? ReadProviderAtomHeader(*provider, providerPos, fileSize, atom)
+                                            : ReadFileAtomHeader(inFile, fileSize, atom);
+        if (status != kQTSuccess)
+            return viaProvider ? status : kQTStatusReadFailed;
+        if (atom.type == inAtomType)
+        {
+            if (!IsLoadableMovieSize(atom.size))
+                return kQTStatusReadFailed;
+            outOffset = atom.start;
+            outSize = uint64_t(atom.size);
+            return kQTSuccess;
+        }
+        if (viaProvider)
+            providerPos = uint64_t(atom.size) > fileSize - std::min(providerPos, fileSize)
+                              ? fileSize
+                              : providerPos + uint64_t(atom.size);
+        if (providerPos >= fileSize || atom.size <= 8)
+            return kQTStatusReadFailed;
+    }
+    return kQTStatusReadFailed;
+}
+
+} // namespace QT

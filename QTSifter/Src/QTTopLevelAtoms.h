@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+
+#include "KSL/File.h"
+#include "QTFileProvider.h"
+
+namespace QT
+{
+
+// One atom of the file's top level.
+struct TopLevelAtom
+{
+    uint64_t start = 0;
+    int64_t size = 0; // whole atom with header
+    uint32_t type = 0;
+};
+
+// Reads the header at the file pointer and seeks past the atom. 0 or 99.
+uint32_t ReadFileAtomHeader(KSL::File& inFile, uint64_t inFileSize, TopLevelAtom& outAtom);
+
+// Reads the header at inPos through the provider. 0, 99, or a ReadAt status passed on.
+uint32_t ReadProviderAtomHeader(const QTFileProvider& inProvider, uint64_t inPos, uint64_t inFileSize,
+                                TopLevelAtom& outAtom);
+
+// The scans for moov over each route.
+uint32_t FindMovieAtomInFile(KSL::File& inFile, uint64_t inFileSize, TopLevelAtom& outMoov);
+uint32_t FindMovieAtomInProvider(const QTFileProvider& inProvider, uint64_t inFileSize, TopLevelAtom& outMoov);
+
+} // namespace QT

@@ -1,0 +1,36 @@
+# Installs the shared library, the public headers and a CMake package: find_package(QTSifter).
+include(CMakePackageConfigHelpers)
+
+set(QTSIFTER_PUBLIC_HEADERS
+    QTSifter/Inc/IQTMovie.h
+    QTSifter/Inc/IQTSifter.h
+    QTSifter/Inc/QTExport.h
+    QTSifter/Inc/QTFileProvider.h
+    QTSifter/Inc/QTFourCC.h
+    QTSifter/Inc/QTResultCodes.h
+)
+install(FILES ${QTSIFTER_PUBLIC_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/QTSifter)
+install(FILES
+    host_runtime/include/tenacore/Export.h
+    host_runtime/include/tenacore/allocator.h
+    host_runtime/include/tenacore/classref.h
+    host_runtime/include/tenacore/config.h
+    host_runtime/include/tenacore/debug.h
+    host_runtime/include/tenacore/string.h
+    host_runtime/include/tenacore/trace.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tenacore)
+install(FILES host_runtime/include/MK/BinaryData.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/MK)
+
+install(TARGETS QTSifter EXPORT QTSifterTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+)
+install(EXPORT QTSifterTargets NAMESPACE QTSifter:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/QTSifter)
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/QTSifterConfig.cmake.in
+    ${CMAKE_CURRENT_BINARY_DIR}/QTSifterConfig.cmake
+    INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/QTSifter)
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/QTSifterConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/QTSifterConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/QTSifterConfigVersion.cmake
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/QTSifter)

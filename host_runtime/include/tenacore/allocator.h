@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <new>
+
+#include "tenacore/Export.h"
+
+namespace tenacore::allocator
+{
+
+// A block of raw bytes. Create gives none (null) when memory is short, never throws.
+class TENACORE_API RecycledMemory
+{
+public:
+    static std::shared_ptr<RecycledMemory> Create(size_t inSize);
+
+    uint8_t* GetData() const noexcept { return mData.get(); }
+    size_t GetSize() const noexcept { return mSize; }
+
+    explicit RecycledMemory(std::unique_ptr<uint8_t[]> inData, size_t inSize) noexcept
+        : mData(std::move(inData)), mSize(inSize)
+    {
+    }
+
+private:
+    std::unique_ptr<uint8_t[]> mData;
+    size_t mSize;
+};
+
+// The allocator behind objects handed out through interface references.
+template <class T>
+class STLAllocator
+{
+public:
+    using value_type = T;
+
+    STLAllocator() noexcept = default;
+    template <class U>
+    STLAllocator(const STLAllocator<U>&) noexcept
+    {
+    }
+
+    T* allocate(size_t inCount) { return std::allocator<T>().allocate(inCount); }
+    void deallocate(T* inPtr, size_t inCount) noexcept { std::allocator<T>().deallocate(inPtr, inCount); }
+
+    template <class U>
+    bool operator==(const STLAllocator<U>&) const noexcept
+    {
+        return true;
+    }
+};
+
+} // namespace tenacore::allocator
