@@ -1,0 +1,283 @@
+#include "AtomBuilder.h"
+
+namespace qttest
+{
+
+uint32_t Code(const char (&inType)[5])
+{
+    return (uint32_t(uint8_t(inType[0])) << 24) | (uint32_t(uint8_t(inType[1])) << 16) |
+           (uint32_t(uint8_t(inType[2])) << 8) | uint32_t(uint8_t(inType[3]));
+}
+
+Atom::Atom(const char (&inType)[5]) : mType(Code(inType)) {}
+Atom::Atom(uint32_t inType) : mType(inType) {}
+
+Atom& Atom::U8(uint8_t inValue)
+{
+    mBody.push_back(inValue);
+    return *this;
+}
+
+Atom& Atom::U16(uint16_t inValue)
+{
+    return U8(uint8_t(inValue >> 8)).U8(uint8_t(inValue));
+}
+
+Atom& Atom::U24(uint32_t inValue)
+{
+    return U8(uint8_t(inValue >> 16)).U16(uint16_t(inValue));
+}
+
+Atom& Atom::U32(uint32_t inValue)
+{
+    return U16(uint16_t(inValue >> 16)).U16(uint16_t(inValue));
+}
+
+Atom& Atom::U64(uint64_t inValue)
+{
+    return U32(uint32_t(inValue >> 32)).U32(uint32_t(inValue));
+}
+
+Atom& Atom::Zeros(size_t inCount)
+{
+    mBody.insert(mBody.end(), inCount, 0);
+    return *this;
+}
+
+Atom& Atom::Raw(const Bytes& inBytes)
+{
+    mBody.insert(mBody.end(), inBytes.begin(), inBytes.end());
+    return *this;
+}
+
+Atom& Atom::Text(const std::string& inText)
+{
+    mBody.insert(mBody.end(), inText.begin(), inText.end());
+    return *this;
+}
+
+Atom& Atom::Child(const Atom& inChild)
+{
+    return Raw(inChild.Build());
+}
+
+Atom& Atom::Children(std::initializer_list<Atom> inChildren)
+{
+    for (const Atom& child : inChildren)
+        Child(child);
+    return *this;
+}
+
+Atom& Atom::SizeWord(uint32_t inSizeWord)
+{
+    mSizeWord = inSizeWord;
+    return *this;
+}
+
+Atom& Atom::Extended(std::optional<uint64_t> inExtended)
+{
+    mExtended = true;
+    mExtendedValue = inExtended;
+    return *this;
+}
+
+Bytes Atom::Build() const
+{
+    const size_t headerSize = mExtended ? 16 : 8;
+    const uint64_t realSize = headerSize + mBody.size();
+    Bytes out;
+    auto put32 = [&out](uint32_t inValue) {
+        for (int shift = 24; shift >= 0; shift -= 8)
+            out.push_back(uint8_t(inValue >> shift));
+    };
+    put32(mSizeWord.value_or(mExtended ? 1 : uint32_t(realSize)));
+    put32(mType);
+    if (mExtended)
+    {
+        const uint64_t value = mExtendedValue.value_or(realSize);
+        put32(uint32_t(value >> 32));
+        put32(uint32_t(value));
+    }
+    out.insert(out.end(), mBody.begin(), mBody.end());
+    return out;
+}
+
+Bytes Concat(std::initializer_list<Bytes> inParts)
+{
+    Bytes out;
+    for (const Bytes& part : inParts)
+        out.insert(out.end(), part.begin(), part.end());
+    return out;
+}
+
+Bytes Build(std::initializer_list<Atom> inAtoms)
+{
+    Bytes out;
+    for (const Atom& atom : inAtoms)
+    {
+        const Bytes built = atom.Build();
+        out.insert(out.end(), built.begin(), built.end());
+    }
+    return out;
+}
+
+namespace
+{
+
+Atom& UnityMatrix(Atom& ioAtom)
+{
+    return ioAtom.U32(0x00010000).U32(0).U32(0).U32(0).U32(0x00010000).U32(0).U32(0).U32(0).U32(0x40000000);
+}
+
+} // namespace
+
+Atom Mvhd(uint32_t inTimeScale, uint32_t inDuration, uint32_t inPosterTime)
+{
+    Atom atom("mvhd");
+    atom.FullHeader(0).U32(0).U32(0).U32(inTimeScale).U32(inDuration).U32(0x00010000).U16(0x0100).Zeros(10);
+    UnityMatrix(atom);
+    return atom.U32(0).U32(0).U32(inPosterTime).U32(0).U32(0).U32(0).U32(2);
+}
+
+Atom Mvhd64(uint32_t inTimeScale, uint64_t inDuration, uint32_t inPosterTime)
+{
+    Atom atom("mvhd");
+    atom.FullHeader(1).U64(0).U64(0).U32(inTimeScale).U64(inDuration).U32(0x00010000).U16(0x0100).Zeros(10);
+    UnityMatrix(atom);
+    return atom.U32(0).U32(0).U32(inPosterTime).U32(0).U32(0).U32(0).U32(2);
+}
+
+Atom Ftyp()
+{
+    return Atom("ftyp").Type("qt  ").U32(0).Type("qt  ");
+}
+
+Atom Mdat(size_t inPayload)
+{
+    return Atom("mdat").Zeros(inPayload);
+}
+
+Atom Free(size_t inPayload)
+{
+    return Atom("free").Zeros(inPayload);
+}
+
+Atom Tkhd(const TrackSpec& inSpec)
+{
+    Atom atom("tkhd");
+    atom.FullHeader(0, inSpec.flags).U32(0).U32(0).U32(1).U32(0).U32(inSpec.trackDuration).Zeros(8).Zeros(8);
+    UnityMatrix(atom);
+    return atom.I32(inSpec.width).I32(inSpec.height);
+}
+
+Atom Mdhd(uint32_t inTimeScale, uint32_t inDuration)
+{
+    return Atom("mdhd").FullHeader(0).U32(0).U32(0).U32(inTimeScale).U32(inDuration).U16(0).U16(0);
+}
+
+Atom Hdlr(uint32_t inSubtype)
+{
+    return Atom("hdlr").FullHeader(0).Type("mhlr").U32(inSubtype).U32(0).U32(0).U32(0).U8(0);
+}
+
+Atom Elst(std::initializer_list<std::array<uint32_t, 3>> inEntries)
+{
+    Atom atom("elst");
+    atom.FullHeader(0).U32(uint32_t(inEntries.size()));
+    for (const auto& entry : inEntries)
+        atom.U32(entry[0]).U32(entry[1]).U32(entry[2]);
+    return atom;
+}
+
+Atom Stts(const std::vector<std::pair<uint32_t, uint32_t>>& inEntries)
+{
+    Atom atom("stts");
+    atom.FullHeader(0).U32(uint32_t(inEntries.size()));
+    for (const auto& [count, duration] : inEntries)
+        atom.U32(count).U32(duration);
+    return atom;
+}
+
+Atom Stsd(uint32_t inFormat)
+{
+    Atom entry(inFormat);
+    entry.Zeros(6).U16(1);
+    return Atom("stsd").FullHeader(0).U32(1).Child(entry);
+}
+
+Atom Stsc(std::initializer_list<std::array<uint32_t, 3>> inEntries)
+{
+    Atom atom("stsc");
+    atom.FullHeader(0).U32(uint32_t(inEntries.size()));
+    for (const auto& entry : inEntries)
+        atom.U32(entry[0]).U32(entry[1]).U32(entry[2]);
+    return atom;
+}
+
+Atom Stsz(uint32_t inConstantSize, const std::vector<uint32_t>& inSizes, uint32_t inCount)
+{
+    Atom atom("stsz");
+    atom.FullHeader(0).U32(inConstantSize).U32(inCount);
+    for (uint32_t size : inSizes)
+        atom.U32(size);
+    return atom;
+}
+
+Atom Stco(const std::vector<uint32_t>& inOffsets)
+{
+    Atom atom("stco");
+    atom.FullHeader(0).U32(uint32_t(inOffsets.size()));
+    for (uint32_t offset : inOffsets)
+        atom.U32(offset);
+    return atom;
+}
+
+Atom Dinf()
+{
+    Atom alias("alis");
+    alias.FullHeader(0, 1);
+    return Atom("dinf").Child(Atom("dref").FullHeader(0).U32(1).Child(alias));
+}
+
+Atom Stbl(const TrackSpec& inSpec)
+{
+    uint32_t samples = 0;
+    for (const auto& entry : inSpec.timeToSample)
+        samples += entry.first;
+    return Atom("stbl").Children({Stsd(Code("raw ")), Stts(inSpec.timeToSample), Stsc({{1, samples, 1}}),
+                                  Stsz(100, {}, samples), Stco({48})});
+}
+
+Atom Minf(const TrackSpec& inSpec)
+{
+    Atom header = inSpec.handler == Code("vide")   ? Atom("vmhd").FullHeader(0, 1).U16(0x40).Zeros(6)
+                  : inSpec.handler == Code("soun") ? Atom("smhd").FullHeader(0).U16(0).U16(0)
+                                                   : Atom("gmhd");
+    Atom minf("minf");
+    minf.Children({header, Dinf()});
+    if (inSpec.sampleTables)
+        minf.Child(Stbl(inSpec));
+    return minf;
+}
+
+Atom Mdia(const TrackSpec& inSpec)
+{
+    return Atom("mdia").Children({Mdhd(inSpec.mediaTimeScale, inSpec.mediaDuration), Hdlr(inSpec.handler),
+                                  Minf(inSpec)});
+}
+
+Atom Trak(const TrackSpec& inSpec)
+{
+    return Atom("trak").Children({Tkhd(inSpec), Mdia(inSpec)});
+}
+
+Bytes SimpleMovie(std::initializer_list<TrackSpec> inTracks, uint32_t inTimeScale, uint32_t inDuration)
+{
+    Atom moov("moov");
+    moov.Child(Mvhd(inTimeScale, inDuration));
+    for (const TrackSpec& track : inTracks)
+        moov.Child(Trak(track));
+    return Build({Ftyp(), moov, Mdat()});
+}
+
+} // namespace qttest

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace qttest
+{
+
+using Bytes = std::vector<uint8_t>;
+
+uint32_t Code(const char (&inType)[5]);
+
+// Builds one atom from bytes: a header whose size is filled in, then fields and children in the
+// order they are added. Raw overrides let a test break exactly one thing.
+class Atom
+{
+public:
+    explicit Atom(const char (&inType)[5]);
+    explicit Atom(uint32_t inType);
+
+    // Fields, big-endian.
+    Atom& U8(uint8_t inValue);
+    Atom& U16(uint16_t inValue);
+    Atom& U24(uint32_t inValue);
+    Atom& U32(uint32_t inValue);
+    Atom& U64(uint64_t inValue);
+    Atom& I32(int32_t inValue) { return U32(uint32_t(inValue)); }
+    Atom& Type(const char (&inCode)[5]) { return U32(Code(inCode)); }
+    Atom& Zeros(size_t inCount);
+    Atom& Raw(const Bytes& inBytes);
+    Atom& Text(const std::string& inText);
+    // Version byte and 24-bit flags.
+    Atom& FullHeader(uint8_t inVersion = 0, uint32_t inFlags = 0) { return U8(inVersion).U24(inFlags); }
+
+    Atom& Child(const Atom& inChild);
+    Atom& Children(std::initializer_list<Atom> inChildren);
+
+    // The size word written instead of the real size.
+    Atom& SizeWord(uint32_t inSizeWord);
+    // Writes size word 1 and the real size (or inExtended) in the 64-bit field.
+    Atom& Extended(std::optional<uint64_t> inExtended = std::nullopt);
+
+    Bytes Build() const;
+    size_t Size() const { return Build().size(); }
+
+private:
+    uint32_t mType;
+    Bytes mBody;
+    std::optional<uint32_t> mSizeWord;
+    bool mExtended = false;
+    std::optional<uint64_t> mExtendedValue;
+};
+
+Bytes Concat(std::initializer_list<Bytes> inParts);
+Bytes Build(std::initializer_list<Atom> inAtoms);
+
+// Well-formed pieces of a movie; each takes what tests vary and fills the rest sensibly.
+Atom Mvhd(uint32_t inTimeScale, uint32_t inDuration, uint32_t inPosterTime = 0);
+Atom Mvhd64(uint32_t inTimeScale, uint64_t inDuration, uint32_t inPosterTime = 0);
+Atom Ftyp();
+Atom Mdat(size_t inPayload = 16);
+Atom Free(size_t inPayload = 0);
+
+struct TrackSpec
+{
+    uint32_t handler = Code("vide");
+    uint32_t trackDuration = 1000;
+    uint32_t mediaTimeScale = 600;
+    uint32_t mediaDuration = 1000;
+    uint32_t flags = 1;        // tkhd flags: bit 0 enabled
+    int32_t width = 640 << 16; // 16.16
+    int32_t height = 480 << 16;
+    bool sampleTables = true;  // stbl with all required children
+    std::vector<std::pair<uint32_t, uint32_t>> timeToSample = {{10, 100}}; // (count, duration)
+};
+
+Atom Tkhd(const TrackSpec& inSpec);
+Atom Mdhd(uint32_t inTimeScale, uint32_t inDuration);
+Atom Hdlr(uint32_t inSubtype);
+Atom Elst(std::initializer_list<std::array<uint32_t, 3>> inEntries);
+Atom Stts(const std::vector<std::pair<uint32_t, uint32_t>>& inEntries);
+Atom Stsd(uint32_t inFormat);
+Atom Stsc(std::initializer_list<std::array<uint32_t, 3>> inEntries);
+Atom Stsz(uint32_t inConstantSize, const std::vector<uint32_t>& inSizes, uint32_t inCount);
+Atom Stco(const std::vector<uint32_t>& inOffsets);
+Atom Dinf();
+// stbl holding stsd, stts, stsc, stsz and stco for inSpec's samples.
+Atom Stbl(const TrackSpec& inSpec);
+Atom Minf(const TrackSpec& inSpec);
+Atom Mdia(const TrackSpec& inSpec);
+Atom Trak(const TrackSpec& inSpec);
+
+// ftyp, moov (mvhd and one trak per spec), mdat.
+Bytes SimpleMovie(std::initializer_list<TrackSpec> inTracks = {TrackSpec{}}, uint32_t inTimeScale = 600,
+                  uint32_t inDuration = 1000);
+
+} // namespace qttest
