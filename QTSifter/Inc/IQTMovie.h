@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <memory>
 
+#include "IQTTrack.h"
 #include "MK/BinaryData.h"
 #include "QTExport.h"
+#include "QTRect.h"
 #include "tenacore/allocator.h"
 #include "tenacore/classref.h"
 
@@ -16,6 +18,10 @@ namespace QT
 class QTSIFTER_INTERFACE IQTMovie : public tenacore::classref::Unknown
 {
 public:
+    // The union of the tracks' rectangles.
+    virtual void GetMovieBounds(QTRect& outBounds) = 0;
+    // A new track object for track inWhichTrack; an index out of range violates the contract.
+    virtual void GetIndTrack(tenacore::classref::InterfaceRef<IQTTrack>& outTrack, uint64_t inWhichTrack) = 0;
     // Ticks per second of movie time, from mvhd.
     virtual uint32_t GetMovieTimeScale() = 0;
     // In movie ticks. A version 0 header's 32-bit value is sign-extended.

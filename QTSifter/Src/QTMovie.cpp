@@ -1,7 +1,39 @@
 #include "QTMovie.h"
 
+#include <algorithm>
+
+#include "QTContract.h"
+#include "QTTrack.h"
+
 namespace QT
 {
+
+namespace
+{
+
+constexpr ContractSite kGetIndTrackSite{"QTSifter/Src/QTMovie", 77, "QT::QTMovie::GetIndTrack",
+                                        "inWhichTrack < GetTrackCount()"};
+
+// Grows a non-empty running rectangle by a non-empty track rectangle; an empty running one is
+// replaced outright.
+void AddTrackBounds(QTRect& ioBounds, const QTRect& inTrack)
+{
+    if (ioBounds.width <= 0 || ioBounds.height <= 0)
+    {
+        ioBounds = inTrack;
+        return;
+    }
+    if (inTrack.width <= 0 || inTrack.height <= 0)
+        return;
+    const int32_t right = std::max(ioBounds.left + ioBounds.width, inTrack.left + inTrack.width);
+    const int32_t bottom = std::max(ioBounds.top + ioBounds.height, inTrack.top + inTrack.height);
+    ioBounds.left = std::min(ioBounds.left, inTrack.left);
+    ioBounds.top = std::min(ioBounds.top, inTrack.top);
+    ioBounds.width = right - ioBounds.left;
+    ioBounds.height = bottom - ioBounds.top;
+}
+
+} // namespace
 
 void* QTMovie::QueryInterface(std::string_view inName)
 {
@@ -12,6 +44,26 @@ void QTMovie::Init(std::shared_ptr<QTMooVAtom> inMooVAtom, uint64_t inMovieAtomO
 {
     mooVAtom = std::move(inMooVAtom);
     movieAtomOffset = inMovieAtomOffset;
+}
+
+void QTMovie::GetMovieBounds(QTRect& outBounds)
+{
+    outBounds = {};
+    for (uint32_t index = 0; index < GetTrackCount(); ++index)
+    {
+        tenacore::classref::InterfaceRef<IQTTrack> track;
+        GetIndTrack(track, index);
+        AddTrackBounds(outBounds, track->GetTrackBounds());
+    }
+}
+
+// A new track object at every call; nothing is cached.
+void QTMovie::GetIndTrack(tenacore::classref::InterfaceRef<IQTTrack>& outTrack, uint64_t inWhichTrack)
+{
+    QT_REQUIRE(kGetIndTrackSite, inWhichTrack < GetTrackCount());
+    auto track = tenacore::classref::MakeObject<QTTrack>();
+    track->Initialize(inWhichTrack, mooVAtom, GetMovieTimeScale(), GetMovieDuration());
+    outTrack = tenacore::classref::InterfaceRef<IQTTrack>::Query(track->GetSharedFromThis());
 }
 
 // The header's fields are read where they lie; a field beyond the buffer reads as 0.

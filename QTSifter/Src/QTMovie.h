@@ -16,6 +16,8 @@ public:
 
     void Init(std::shared_ptr<QTMooVAtom> inMooVAtom, uint64_t inMovieAtomOffset);
 
+    void GetMovieBounds(QTRect& outBounds) override;
+    void GetIndTrack(tenacore::classref::InterfaceRef<IQTTrack>& outTrack, uint64_t inWhichTrack) override;
     uint32_t GetMovieTimeScale() override;
     int64_t GetMovieDuration() override;
     uint32_t GetTrackCount() override;

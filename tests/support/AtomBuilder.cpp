@@ -280,4 +280,45 @@ Bytes SimpleMovie(std::initializer_list<TrackSpec> inTracks, uint32_t inTimeScal
     return Build({Ftyp(), moov, Mdat()});
 }
 
+std::vector<Atom> BasicSampleTables(const std::vector<std::pair<uint32_t, uint32_t>>& inTimeToSample)
+{
+    uint32_t samples = 0;
+    for (const auto& entry : inTimeToSample)
+        samples += entry.first;
+    return {Stsd(Code("raw ")), Stts(inTimeToSample), Stsc({{1, samples, 1}}), Stsz(100, {}, samples), Stco({48})};
+}
+
+Atom TrakWith(const TrackSpec& inSpec, const std::vector<Atom>& inSampleTables,
+              const std::vector<std::array<uint32_t, 3>>& inEdits)
+{
+    Atom stbl("stbl");
+    for (const Atom& table : inSampleTables)
+        stbl.Child(table);
+    TrackSpec headers = inSpec;
+    headers.sampleTables = false;
+    Atom minf = Minf(headers);
+    minf.Child(stbl);
+    Atom trak("trak");
+    trak.Child(Tkhd(inSpec));
+    if (!inEdits.empty())
+    {
+        Atom elst("elst");
+        elst.FullHeader(0).U32(uint32_t(inEdits.size()));
+        for (const auto& edit : inEdits)
+            elst.U32(edit[0]).U32(edit[1]).U32(edit[2]);
+        trak.Child(Atom("edts").Child(elst));
+    }
+    return trak.Child(Atom("mdia").Children({Mdhd(inSpec.mediaTimeScale, inSpec.mediaDuration),
+                                             Hdlr(inSpec.handler), minf}));
+}
+
+Bytes MovieWith(const std::vector<Atom>& inTraks, uint32_t inTimeScale, uint32_t inDuration)
+{
+    Atom moov("moov");
+    moov.Child(Mvhd(inTimeScale, inDuration));
+    for (const Atom& trak : inTraks)
+        moov.Child(trak);
+    return Build({Ftyp(), moov, Mdat()});
+}
+
 } // namespace qttest

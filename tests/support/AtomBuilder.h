@@ -98,4 +98,13 @@ Atom Trak(const TrackSpec& inSpec);
 Bytes SimpleMovie(std::initializer_list<TrackSpec> inTracks = {TrackSpec{}}, uint32_t inTimeScale = 600,
                   uint32_t inDuration = 1000);
 
+// A trak of inSpec's headers whose stbl holds exactly inSampleTables, with an edts/elst when
+// inEdits is not empty (track duration, media time, rate).
+Atom TrakWith(const TrackSpec& inSpec, const std::vector<Atom>& inSampleTables,
+              const std::vector<std::array<uint32_t, 3>>& inEdits = {});
+// ftyp, moov (mvhd and the given traks), mdat.
+Bytes MovieWith(const std::vector<Atom>& inTraks, uint32_t inTimeScale = 600, uint32_t inDuration = 1000);
+// The required sample tables (stsd, stts, stsc, stsz, stco) for samples of constant size in one chunk.
+std::vector<Atom> BasicSampleTables(const std::vector<std::pair<uint32_t, uint32_t>>& inTimeToSample);
+
 } // namespace qttest

@@ -1,0 +1,180 @@
+#include "QTTrack.h"
+
+#include <algorithm>
+
+namespace QT
+{
+
+void* QTTrack::QueryInterface(std::string_view inName)
+{
+    return tenacore::classref::QueryConcreteOrInterface<QTTrack, IQTTrack>(this, inName);
+}
+
+void QTTrack::Initialize(uint64_t inIndex, std::shared_ptr<QTMooVAtom> inMooVAtom, uint32_t inMovieTimeScale,
+                         int64_t inMovieDuration)
+{
+    mTrackIndex = inIndex;
+    mMooVAtom = std::move(inMooVAtom);
+    mMovieTimeScale = inMovieTimeScale;
+    mMovieDuration = inMovieDuration;
+    ComputeEditState();
+}
+
+uint64_t QTTrack::GetTrackIndex()
+{
+    return mTrackIndex;
+}
+
+uint32_t QTTrack::GetTrackMediaType()
+{
+    const uint32_t subtype = Bytes().U32Or0(Item().hdlr, 8);
+    switch (subtype)
+    {
+    case kVideoMediaType:
+    case kAudioMediaType:
+    case kTimecodeMediaType:
+    case kTextMediaType:
+    case kMetadataMediaType:
+    case kCaptionMediaType:
+    case kAuxiliaryVideoMediaType: return subtype;
+    case kTimecode64MediaType: return kTimecodeMediaType;
+    default: return kUnknownMediaType;
+    }
+}
+
+QTRect QTTrack::GetTrackBounds()
+{
+    const uint8_t* tkhd = Item().tkhd;
+    return {0, 0, int32_t(Bytes().U32Or0(tkhd, 76)) >> 16, int32_t(Bytes().U32Or0(tkhd, 80)) >> 16};
+}
+
+bool QTTrack::IsTrackEnabled()
+{
+    return (Bytes().U32Or0(Item().tkhd, 0) & 1) != 0;
+}
+
+uint32_t QTTrack::GetTrackDuration()
+{
+    return Bytes().U32Or0(Item().tkhd, 20);
+}
+
+// Version 0 mdhd has 32-bit fields; any other version reads the 64-bit layout, if the walk kept it.
+uint32_t QTTrack::GetMediaTimeScale()
+{
+    const TrackItem& item = Item();
+    if (Bytes().U8Or0(item.mdhd, 0) == 0)
+        return Bytes().U32Or0(item.mdhd, 12);
+    return Bytes().U32Or0(item.mdhd64, 20);
+}
+
+int64_t QTTrack::GetMediaDuration() const
+{
+    const TrackItem& item = Item();
+    if (Bytes().U8Or0(item.mdhd, 0) == 0)
+        return int32_t(Bytes().U32Or0(item.mdhd, 16));
+    return int64_t(Bytes().U64Or0(item.mdhd64, 24));
+}
+
+// The media time scale widens with its sign, the movie time scale without.
+uint32_t QTTrack::MovieToMediaTime(uint32_t inMovieTime)
+{
+    const int64_t mediaScale = int32_t(GetMediaTimeScale());
+    const int64_t movieScale = mMovieTimeScale;
+    if (mediaScale == movieScale)
+        return inMovieTime;
+    if (movieScale == 0)
+        return 0;
+    return uint32_t(uint64_t(inMovieTime) * uint64_t(mediaScale) / uint64_t(movieScale));
+}
+
+uint64_t QTTrack::GetTrackDurationInMediaTime()
+{
+    const int64_t mediaScale = int32_t(GetMediaTimeScale());
+    const int64_t movieScale = mMovieTimeScale;
+    const uint32_t duration = GetTrackDuration();
+    if (mediaScale == movieScale)
+        return duration;
+    if (movieScale == 0)
+        return 0;
+    return uint64_t(duration) * uint64_t(mediaScale) / uint64_t(movieScale);
+}
+
+uint64_t QTTrack::GetEditedTrackDuration()
+{
+    const int64_t mediaScale = int32_t(GetMediaTimeScale());
+    const int64_t movieScale = mMovieTimeScale;
+    if (mediaScale == movieScale)
+        return mEditedMediaDuration;
+    if (mediaScale == 0)
+        return 0;
+    return uint64_t(mEditedMediaDuration) * uint64_t(movieScale) / uint64_t(mediaScale);
+}
+
+// A track accepted without stsd (a caption track may be) has no descriptions.
+uint32_t QTTrack::GetSampleDescriptionCount()
+{
+    return Bytes().U32Or0(Item().stsd, 12);
+}
+
+uint32_t QTTrack::GetFirstSampleIndex()
+{
+    return mFirstSampleIndex;
+}
+
+bool QTTrack::VideoTrackHasVariableFrameRate()
+{
+    const TrackItem& item = Item();
+    return GetTrackMediaType() == kVideoMediaType && item.stts && int32_t(Bytes().U32Or0(item.stts, 12)) > 1;
+}
+
+uint32_t QTTrack::GetFirstSampleExcess()
+{
+    return mFirstSampleExcess;
+}
+
+bool QTTrack::GetUserDataItem(uint32_t inType, MK::BinaryData& outData)
+{
+    const std::vector<UserDataItem> items = Item().userData;
+    auto found = std::find_if(items.begin(), items.end(),
+                              [inType](const UserDataItem& inItem) { return inItem.type == inType; });
+    if (found == items.end())
+        return false;
+    outData = MK::BinaryData(found->data, found->size);
+    return true;
+}
+
+// dinf holds dref at byte 8; dref's entry count stands at byte 20 of dinf and its first entry at 24.
+uint32_t QTTrack::GetDataReferenceType()
+{
+    const uint8_t* dinf = Item().dinf;
+    if (dinf && Bytes().U32Or0(dinf, 20) == 1)
+        return Bytes().U32Or0(dinf, 28);
+    return FourCC("????");
+}
+
+bool QTTrack::HasSingleDataReference()
+{
+    const uint8_t* dinf = Item().dinf;
+    return dinf && Bytes().U32Or0(dinf, 20) == 1;
+}
+
+uint32_t QTTrack::GetFirstEditMediaTime()
+{
+    const TrackItem& item = Item();
+    return item.editList.empty() ? 0 : BE::U32(item.editList.front() + 4);
+}
+
+// A handle data reference carries its data in a "data" record at byte 9 of the entry's body.
+uint32_t QTTrack::GetHandleReferenceData(MK::BinaryData& outData)
+{
+    const uint8_t* dinf = Item().dinf;
+    const ByteRange bytes = Bytes();
+    const uint32_t recordSize = bytes.U32Or0(dinf, 41);
+    if (!dinf || bytes.U32Or0(dinf, 24) < 26 || bytes.U32Or0(dinf, 28) != FourCC("hndl") || recordSize < 9 ||
+        bytes.U32Or0(dinf, 45) != FourCC("data") || !bytes.Contains(dinf, 49, recordSize - 8))
+        return kQTErrNotFound;
+    outData = MK::BinaryData(dinf + 49, recordSize - 8);
+    return kQTSuccess;
+}
+
+} // namespace QT
