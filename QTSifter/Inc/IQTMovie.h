@@ -7,6 +7,7 @@
 #include "IQTTrack.h"
 #include "MK/BinaryData.h"
 #include "QTExport.h"
+#include "QTMetadata.h"
 #include "QTRect.h"
 #include "tenacore/allocator.h"
 #include "tenacore/classref.h"
@@ -35,6 +36,10 @@ public:
     virtual void GetUserData(uint64_t inIndex, MK::BinaryData& outData, uint32_t& outType) = 0;
     // The first non-empty user data item of inType.
     virtual bool FindUserData(uint32_t inType, MK::BinaryData& outData) = 0;
+    // The metadata item of inKey, from the keyed or the name-tagged form.
+    virtual bool GetMetadataValue(std::string inKey, MetadataValue& outItem) = 0;
+    // Where the value of the keyed item inKey lies, as an offset into the loaded movie atom.
+    virtual bool GetMetadataValueOffset(std::string inKey, uint32_t& outOffset) = 0;
     // The uuid child of moov with identifier inUUID, whole or (inStripHeader) without its 24-byte head.
     virtual void GetUUIDAtom(std::shared_ptr<tenacore::allocator::RecycledMemory>& outBuffer,
                              const std::array<uint8_t, 16>& inUUID, bool inStripHeader) = 0;
@@ -42,6 +47,8 @@ public:
     virtual uint64_t GetMovieAtomOffset() = 0;
     // The first direct child of moov of inType: its payload, with the length of the whole atom.
     virtual uint32_t GetMovieChildAtom(uint32_t inType, MK::BinaryData& outData) = 0;
+    // Every metadata item, in key order.
+    virtual void GetMetadataItems(MetadataMap& outItems) = 0;
 };
 
 } // namespace QT

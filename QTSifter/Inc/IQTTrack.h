@@ -1,10 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "MK/BinaryData.h"
 #include "QTExport.h"
 #include "QTRect.h"
+#include "QTVideo.h"
 #include "tenacore/classref.h"
 
 namespace QT
@@ -29,10 +32,18 @@ public:
     // The span the edit list keeps, in movie ticks.
     virtual uint64_t GetEditedTrackDuration() = 0;
     virtual uint32_t GetSampleDescriptionCount() = 0;
+    // Whether every description has the format, width, height and depth of the first.
+    virtual bool GetAllSampleDescriptionsEquivalent() = 0;
+    // The same for a video track, also requiring equal entry sizes unless inIgnoreEntrySize.
+    virtual bool GetAllImageDescriptionsEquivalent(bool inIgnoreEntrySize) = 0;
     // Samples inside the edited span.
     virtual uint32_t GetEditedSampleCount() = 0;
     // The track header's duration in media ticks.
     virtual uint64_t GetTrackDurationInMediaTime() = 0;
+    // The track aperture dimensions of tapt, in pixels; false when the atom is absent.
+    virtual bool GetTrackCleanApertureDimensions(float& outWidth, float& outHeight) = 0;
+    virtual bool GetTrackProductionApertureDimensions(float& outWidth, float& outHeight) = 0;
+    virtual bool GetTrackEncodedPixelsDimensions(float& outWidth, float& outHeight) = 0;
     // Whether the edit list is simple enough to honour: no edit, one edit (of unit rate when
     // inRequireUnitRate), or two edits that together cover the track.
     virtual bool IsEditListSupported(bool inRequireUnitRate) = 0;
@@ -42,6 +53,51 @@ public:
     virtual bool VideoTrackHasVariableFrameRate() = 0;
     // For sound: how much longer the first sample is than the others.
     virtual uint32_t GetFirstSampleExcess() = 0;
+
+    // Image descriptions of a video track, by description index. On another kind of track each
+    // violates the contract and gives 0 (the fourccs and sizes) or 0xFFFFFFFF.
+    virtual uint32_t GetVideoMediaCompressionFourCC(int32_t inIndex) = 0;
+    virtual uint32_t GetVideoMediaVendorFourCC(int32_t inIndex) = 0;
+    virtual int32_t GetVideoMediaWidth(int32_t inIndex) = 0;
+    virtual int32_t GetVideoMediaHeight(int32_t inIndex) = 0;
+    virtual uint16_t GetVideoMediaDepth(int32_t inIndex) = 0;
+    // The clap fractions: aperture width, aperture height, horizontal and vertical offset.
+    virtual uint32_t GetVideoMediaCleanAperture(int32_t inIndex, uint32_t& outWidthN, uint32_t& outWidthD,
+                                                uint32_t& outHeightN, uint32_t& outHeightD,
+                                                uint32_t& outHorizontalOffsetN, uint32_t& outHorizontalOffsetD,
+                                                uint32_t& outVerticalOffsetN, uint32_t& outVerticalOffsetD) = 0;
+    virtual uint32_t GetVideoMediaPixelAspect(int32_t inIndex, uint32_t& outHorizontal, uint32_t& outVertical) = 0;
+    virtual uint32_t GetVideoMediaCodecName(int32_t inIndex, std::u16string& outName) = 0;
+    virtual uint32_t GetVideoMediaQuality(int32_t inIndex, uint32_t& outTemporal, uint32_t& outSpatial) = 0;
+    virtual uint32_t GetVideoMediaFieldInfo(int32_t inIndex, uint8_t& outFieldCount, uint8_t& outFieldOrdering) = 0;
+    virtual uint32_t GetVideoMediaColorInfo(int32_t inIndex, uint32_t& outPrimaries, uint32_t& outTransferFunction,
+                                            uint32_t& outMatrix) = 0;
+    // The payload of extension atom inType, in file byte order.
+    virtual uint32_t GetVideoMediaArbitraryImageDescriptionExtensionAsBinary(int32_t inIndex, uint32_t inType,
+                                                                             MK::BinaryData& outData) = 0;
+    // The whole description as it stands in the file.
+    virtual uint32_t GetVideoMediaImageDescriptionAsBinary(int32_t inIndex, MK::BinaryData& outData) = 0;
+    // The whole description with its header and the pasp, clap and colr payloads in host byte order;
+    // the extension atoms' own sizes and types stay big-endian.
+    virtual uint32_t GetVideoMediaImageDescriptionAsPlatformBinary(int32_t inIndex, MK::BinaryData& outData) = 0;
+
+    // Each video sample's offset, size, time and sync state, appended to outSamples, trimmed to the
+    // edit unless inIgnoreEdits; at most inMaxSamples records are kept.
+    virtual uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t inMaxSamples,
+                                          std::vector<VideoSampleRecord>& outSamples,
+                                          bool* outHasVariableDuration) = 0;
+    virtual uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, std::vector<VideoSampleRecord>& outSamples,
+                                          bool* outHasVariableDuration) = 0;
+    // Whether some samples are not sync samples.
+    virtual bool VideoTrackContainsDeltaFrames() = 0;
+    // Whether sdtp and ctts are both present.
+    virtual bool VideoTrackHasDependencyTables() = 0;
+    virtual bool VideoTrackContainsIndependentSamples() = 0;
+    // False only when sdtp says that no other sample depends on this one.
+    virtual bool IsVideoSampleReferenced(uint32_t inSampleIndex) = 0;
+    // Decode order and references of every frame, by display order.
+    virtual uint32_t MakeVideoTemporalReferenceTable(std::vector<VideoTemporalReference>& outTable) = 0;
+
     // The track's own user data item of inType.
     virtual bool GetUserDataItem(uint32_t inType, MK::BinaryData& outData) = 0;
     // The type of the track's only data reference, or "????".

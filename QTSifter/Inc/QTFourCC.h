@@ -55,6 +55,9 @@ inline constexpr uint32_t kSdtpAtom = FourCC("sdtp");
 inline constexpr uint32_t kCttsAtom = FourCC("ctts");
 inline constexpr uint32_t kUdtaAtom = FourCC("udta");
 inline constexpr uint32_t kMetaAtom = FourCC("meta");
+inline constexpr uint32_t kKeysAtom = FourCC("keys");
+inline constexpr uint32_t kIlstAtom = FourCC("ilst");
+inline constexpr uint32_t kDataAtom = FourCC("data");
 inline constexpr uint32_t kFreeAtom = FourCC("free");
 inline constexpr uint32_t kUuidAtom = FourCC("uuid");
 

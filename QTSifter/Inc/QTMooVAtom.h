@@ -7,6 +7,7 @@
 
 #include "MK/BinaryData.h"
 #include "QTByteRange.h"
+#include "QTMetadata.h"
 #include "tenacore/allocator.h"
 
 namespace QT
@@ -59,7 +60,8 @@ public:
     QTMooVAtom() = default;
 
     void Adopt(const uint8_t* inMvhd, const uint8_t* inMvhd64, std::vector<QT::TrackItem> inTrackItems,
-               std::vector<QT::UserDataItem> inUserData);
+               std::vector<QT::UserDataItem> inUserData, QT::MetadataMap inMetadataItems,
+               QT::MetadataMap inMetadataKeys);
 
     uint32_t GetTrackCount() const;
     const QT::TrackItem& GetTrackItem(uint64_t inIndex) const;
@@ -79,4 +81,6 @@ public:
     const uint8_t* mvhd64 = nullptr;
     std::vector<QT::TrackItem> trackItems;
     std::vector<QT::UserDataItem> userData;
+    QT::MetadataMap metadataItems;
+    QT::MetadataMap metadataKeys;
 };

@@ -146,6 +146,23 @@ private:
     TableAtom mStsz;
 };
 
+// Sync samples from stss, for samples asked in increasing order. Without stss every sample is a
+// sync sample; with an empty one only sample 0 is. A table out of order stops matching at the first
+// entry that falls behind.
+class SyncSampleCursor
+{
+public:
+    explicit SyncSampleCursor(const TableAtom& inStss);
+
+    bool IsSync(uint32_t inSample);
+
+private:
+    TableAtom mStss;
+    uint32_t mCount = 0;
+    uint32_t mPosition = 0;
+    uint32_t mNextSync = 0;
+};
+
 // The bytes between the start of a sample's chunk and the sample: the sizes of the samples before
 // it in the chunk. False when a size it needs lies outside the table.
 bool OffsetInChunk(uint32_t inSample, const ChunkPlace& inPlace, const SampleSizeTable& inSizes,

@@ -19,8 +19,11 @@ constexpr QT::ContractSite kGetUserDataSite{"QTSifter/Src/QTMooVAtom", 138, "QTM
 } // namespace
 
 void QTMooVAtom::Adopt(const uint8_t* inMvhd, const uint8_t* inMvhd64, std::vector<QT::TrackItem> inTrackItems,
-                       std::vector<QT::UserDataItem> inUserData)
+                       std::vector<QT::UserDataItem> inUserData, QT::MetadataMap inMetadataItems,
+                       QT::MetadataMap inMetadataKeys)
 {
+    metadataItems = std::move(inMetadataItems);
+    metadataKeys = std::move(inMetadataKeys);
     mvhd = inMvhd;
     mvhd64 = inMvhd64;
     trackItems = std::move(inTrackItems);

@@ -115,6 +115,30 @@ bool QTMovie::FindUserData(uint32_t inType, MK::BinaryData& outData)
     return mooVAtom->FindUserData(inType, outData);
 }
 
+bool QTMovie::GetMetadataValue(std::string inKey, MetadataValue& outItem)
+{
+    auto found = mooVAtom->metadataItems.find(inKey);
+    if (found == mooVAtom->metadataItems.end())
+        return false;
+    outItem = found->second;
+    return true;
+}
+
+// Raises std::bad_variant_access should the entry hold anything but the offset.
+bool QTMovie::GetMetadataValueOffset(std::string inKey, uint32_t& outOffset)
+{
+    auto found = mooVAtom->metadataKeys.find(inKey);
+    if (found == mooVAtom->metadataKeys.end())
+        return false;
+    outOffset = std::get<uint32_t>(found->second.value);
+    return true;
+}
+
+void QTMovie::GetMetadataItems(MetadataMap& outItems)
+{
+    outItems = mooVAtom->metadataItems;
+}
+
 void QTMovie::GetUUIDAtom(std::shared_ptr<tenacore::allocator::RecycledMemory>& outBuffer,
                           const std::array<uint8_t, 16>& inUUID, bool inStripHeader)
 {

@@ -26,10 +26,13 @@ public:
     uint32_t GetUserDataCount() override;
     void GetUserData(uint64_t inIndex, MK::BinaryData& outData, uint32_t& outType) override;
     bool FindUserData(uint32_t inType, MK::BinaryData& outData) override;
+    bool GetMetadataValue(std::string inKey, MetadataValue& outItem) override;
+    bool GetMetadataValueOffset(std::string inKey, uint32_t& outOffset) override;
     void GetUUIDAtom(std::shared_ptr<tenacore::allocator::RecycledMemory>& outBuffer,
                      const std::array<uint8_t, 16>& inUUID, bool inStripHeader) override;
     uint64_t GetMovieAtomOffset() override;
     uint32_t GetMovieChildAtom(uint32_t inType, MK::BinaryData& outData) override;
+    void GetMetadataItems(MetadataMap& outItems) override;
 
 private:
     bool IsVersion1() const;

@@ -12,6 +12,7 @@ bool QTSifter::WalkMovieAtom()
     if (!WalkTracks())
         return false;
     ReadMovieUserData();
+    ParseMetadata();
     return true;
 }
 
@@ -81,7 +82,10 @@ void QTSifter::ReadUserDataChildren(uint32_t inStart, uint32_t inEnd, std::vecto
         // A child below 8 bytes has no payload to give; its payload length would wrap.
         if (size < 8 || size > inEnd - pos)
             return;
-        ioItems.push_back({BE::U32(data + pos + 4), data + pos + 8, size - 8});
+        const uint32_t type = BE::U32(data + pos + 4);
+        ioItems.push_back({type, data + pos + 8, size - 8});
+        if (type == kMetaAtom)
+            ParseMetaItems(data, pos + 12, pos + size);
         pos += size;
     }
 }

@@ -103,6 +103,26 @@ bool SampleToChunkCursor::Locate(uint32_t inSample, ChunkPlace& outPlace)
     }
 }
 
+SyncSampleCursor::SyncSampleCursor(const TableAtom& inStss) : mStss(inStss)
+{
+    if (mStss && int32_t(mStss.StatedCount()) > 0)
+    {
+        mCount = mStss.TrustedCount(4);
+        mNextSync = mStss.U32(16) - 1;
+    }
+}
+
+bool SyncSampleCursor::IsSync(uint32_t inSample)
+{
+    if (!mStss)
+        return true;
+    if (mNextSync != inSample)
+        return false;
+    if (++mPosition < mCount)
+        mNextSync = mStss.U32(16 + 4 * uint64_t(mPosition)) - 1;
+    return true;
+}
+
 bool OffsetInChunk(uint32_t inSample, const ChunkPlace& inPlace, const SampleSizeTable& inSizes,
                    uint64_t& outOffset)
 {

@@ -42,7 +42,7 @@ uint32_t QTSifter::OpenFile(KSL::File& ioFile, const std::u16string& inPath, uin
 // Gives the index to the movie atom, initialises the movie and hands its interface out.
 void QTSifter::HandOver(QTMovie& ioMovie, InterfaceRef<IQTMovie>& outMovie)
 {
-    mooVAtom->Adopt(mvhd, mvhd64, trackItems, userData);
+    mooVAtom->Adopt(mvhd, mvhd64, trackItems, userData, metadataItems, metadataKeys);
     ioMovie.Init(mooVAtom, movieAtomOffset);
     outMovie = InterfaceRef<IQTMovie>::Query(ioMovie.GetSharedFromThis());
 }

@@ -34,6 +34,9 @@ public:
     bool WalkTracks();
     bool WalkSampleTable(uint32_t inPos, uint32_t inLimit, uint32_t inEnd, TrackItem& ioItem);
     void ReadUserData(uint32_t inStart, uint32_t inAtomSize);
+    // The name-tagged metadata of a udta's meta child, and the keyed metadata under moov.
+    void ParseMetaItems(const uint8_t* inBuffer, uint32_t inStart, uint32_t inEnd);
+    void ParseMetadata();
 
     // Result of ExpandCompressedMovie: whether the buffer was replaced, and if so the header read on it.
     struct Expansion
@@ -44,6 +47,9 @@ public:
     Expansion ExpandCompressedMovie(uint32_t& ioPos);
 
 private:
+    void ParseTaggedItems(const uint8_t* inBuffer, uint64_t inStart, uint64_t inEnd);
+    std::vector<std::string> ReadMetadataKeys(uint32_t inKeys, uint32_t inKeysEnd);
+    void ParseKeyedItems(uint32_t inIlst, const std::vector<std::string>& inKeys);
     bool ProviderInUse() const;
     uint32_t FinishLoad(uint8_t* inWorkArea, LoadRoute inRoute);
     void ReadMovieUserData();
@@ -62,6 +68,8 @@ public:
     const uint8_t* mvhd64 = nullptr;
     std::vector<TrackItem> trackItems;
     std::vector<UserDataItem> userData;
+    MetadataMap metadataItems;
+    MetadataMap metadataKeys;
     // How many cmov atoms deep the current expansion stands.
     uint32_t expansionDepth = 0;
 };

@@ -25,13 +25,47 @@ public:
     uint32_t GetMediaTimeScale() override;
     uint64_t GetEditedTrackDuration() override;
     uint32_t GetSampleDescriptionCount() override;
+    bool GetAllSampleDescriptionsEquivalent() override;
+    bool GetAllImageDescriptionsEquivalent(bool inIgnoreEntrySize) override;
     uint32_t GetEditedSampleCount() override;
     uint64_t GetTrackDurationInMediaTime() override;
+    bool GetTrackCleanApertureDimensions(float& outWidth, float& outHeight) override;
+    bool GetTrackProductionApertureDimensions(float& outWidth, float& outHeight) override;
+    bool GetTrackEncodedPixelsDimensions(float& outWidth, float& outHeight) override;
     bool IsEditListSupported(bool inRequireUnitRate) override;
     bool IsTrackEdited() override;
     uint32_t GetFirstSampleIndex() override;
     bool VideoTrackHasVariableFrameRate() override;
     uint32_t GetFirstSampleExcess() override;
+
+    uint32_t GetVideoMediaCompressionFourCC(int32_t inIndex) override;
+    uint32_t GetVideoMediaVendorFourCC(int32_t inIndex) override;
+    int32_t GetVideoMediaWidth(int32_t inIndex) override;
+    int32_t GetVideoMediaHeight(int32_t inIndex) override;
+    uint16_t GetVideoMediaDepth(int32_t inIndex) override;
+    uint32_t GetVideoMediaCleanAperture(int32_t inIndex, uint32_t& outWidthN, uint32_t& outWidthD,
+                                        uint32_t& outHeightN, uint32_t& outHeightD, uint32_t& outHorizontalOffsetN,
+                                        uint32_t& outHorizontalOffsetD, uint32_t& outVerticalOffsetN,
+                                        uint32_t& outVerticalOffsetD) override;
+    uint32_t GetVideoMediaPixelAspect(int32_t inIndex, uint32_t& outHorizontal, uint32_t& outVertical) override;
+    uint32_t GetVideoMediaCodecName(int32_t inIndex, std::u16string& outName) override;
+    uint32_t GetVideoMediaQuality(int32_t inIndex, uint32_t& outTemporal, uint32_t& outSpatial) override;
+    uint32_t GetVideoMediaFieldInfo(int32_t inIndex, uint8_t& outFieldCount, uint8_t& outFieldOrdering) override;
+    uint32_t GetVideoMediaColorInfo(int32_t inIndex, uint32_t& outPrimaries, uint32_t& outTransferFunction,
+                                    uint32_t& outMatrix) override;
+    uint32_t GetVideoMediaArbitraryImageDescriptionExtensionAsBinary(int32_t inIndex, uint32_t inType,
+                                                                     MK::BinaryData& outData) override;
+    uint32_t GetVideoMediaImageDescriptionAsBinary(int32_t inIndex, MK::BinaryData& outData) override;
+    uint32_t GetVideoMediaImageDescriptionAsPlatformBinary(int32_t inIndex, MK::BinaryData& outData) override;
+    uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t inMaxSamples,
+                                  std::vector<VideoSampleRecord>& outSamples, bool* outHasVariableDuration) override;
+    uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, std::vector<VideoSampleRecord>& outSamples,
+                                  bool* outHasVariableDuration) override;
+    bool VideoTrackContainsDeltaFrames() override;
+    bool VideoTrackHasDependencyTables() override;
+    bool VideoTrackContainsIndependentSamples() override;
+    bool IsVideoSampleReferenced(uint32_t inSampleIndex) override;
+    uint32_t MakeVideoTemporalReferenceTable(std::vector<VideoTemporalReference>& outTable) override;
     bool GetUserDataItem(uint32_t inType, MK::BinaryData& outData) override;
     uint32_t GetDataReferenceType() override;
     bool HasSingleDataReference() override;
@@ -63,6 +97,13 @@ protected:
     int64_t GetMediaDuration() const;
 
 private:
+    bool IsVideoOrReport(const char* inFunction);
+    const uint8_t* ImageDescription(int32_t inIndex);
+    bool FindExtension(int32_t inIndex, uint32_t inType, uint32_t inAtomSize, size_t inPayloadBytes,
+                       const uint8_t*& outPayload);
+    bool CopyImageDescription(int32_t inIndex, std::vector<uint8_t>& outCopy);
+    bool DescriptionsEquivalent(bool inCompareEntrySize);
+    bool ReadApertureDimensions(const uint8_t* inAtom, float& outWidth, float& outHeight);
     void ComputeEditState();
     void ComputeUneditedState(uint32_t inSttsCount);
     void ComputeSingleEditState();

@@ -2,6 +2,11 @@
 
 #include <cstdint>
 
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+#endif
+
 namespace tenacore::string
 {
 
@@ -97,6 +102,45 @@ std::string UTF16to8(std::u16string_view inText)
             code = kReplacement;
         AppendUTF8(result, code);
     }
+    return result;
+}
+
+std::string Std8ToUTF8String(std::string_view inText)
+{
+#if defined(_WIN32)
+    if (inText.empty())
+        return {};
+    const int units = MultiByteToWideChar(CP_ACP, 0, inText.data(), int(inText.size()), nullptr, 0);
+    std::u16string wide(size_t(units), u'\0');
+    MultiByteToWideChar(CP_ACP, 0, inText.data(), int(inText.size()), reinterpret_cast<wchar_t*>(wide.data()), units);
+    return UTF16to8(wide);
+#else
+    return std::string(inText);
+#endif
+}
+
+std::string SanitizeUTF8CharacterString(std::string_view inText, bool& outNeededRepair)
+{
+    outNeededRepair = false;
+    std::string result;
+    result.reserve(inText.size());
+    size_t pos = 0;
+    while (pos < inText.size())
+    {
+        const size_t start = pos;
+        const char32_t code = DecodeUTF8(inText, pos);
+        const bool replaced = code == kReplacement && inText.substr(start, pos - start) != "\xEF\xBF\xBD";
+        outNeededRepair = outNeededRepair || replaced;
+        AppendUTF8(result, code);
+    }
+    return result;
+}
+
+std::u16string AsciiToUTF16(const char* inText, size_t inLength)
+{
+    std::u16string result(inLength, u'\0');
+    for (size_t i = 0; i < inLength; ++i)
+        result[i] = char16_t(static_cast<uint8_t>(inText[i]));
     return result;
 }
 

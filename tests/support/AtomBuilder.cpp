@@ -321,4 +321,24 @@ Bytes MovieWith(const std::vector<Atom>& inTraks, uint32_t inTimeScale, uint32_t
     return Build({Ftyp(), moov, Mdat()});
 }
 
+Atom ImageDescription(const ImageSpec& inSpec)
+{
+    Atom entry(inSpec.format);
+    entry.Zeros(6).U16(1).U16(0).U16(0).U32(inSpec.vendor).U32(inSpec.temporalQuality).U32(inSpec.spatialQuality);
+    entry.U16(uint16_t(inSpec.width)).U16(uint16_t(inSpec.height)).U32(0x00480000).U32(0x00480000).U32(0).U16(1);
+    std::string name = inSpec.name;
+    name.resize(31, '\0');
+    entry.U8(inSpec.nameLength == 0xFF ? uint8_t(inSpec.name.size()) : inSpec.nameLength).Text(name);
+    return entry.U16(inSpec.depth).U16(uint16_t(inSpec.colorTableId));
+}
+
+Atom StsdOf(const std::vector<Atom>& inEntries)
+{
+    Atom stsd("stsd");
+    stsd.FullHeader().U32(uint32_t(inEntries.size()));
+    for (const Atom& entry : inEntries)
+        stsd.Child(entry);
+    return stsd;
+}
+
 } // namespace qttest

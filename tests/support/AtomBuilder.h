@@ -107,4 +107,22 @@ Bytes MovieWith(const std::vector<Atom>& inTraks, uint32_t inTimeScale = 600, ui
 // The required sample tables (stsd, stts, stsc, stsz, stco) for samples of constant size in one chunk.
 std::vector<Atom> BasicSampleTables(const std::vector<std::pair<uint32_t, uint32_t>>& inTimeToSample);
 
+// The fixed 86 bytes of an Image Description; extension atoms are added with Child().
+struct ImageSpec
+{
+    uint32_t format = Code("avc1");
+    uint32_t vendor = Code("appl");
+    uint32_t temporalQuality = 512;
+    uint32_t spatialQuality = 1024;
+    int16_t width = 640;
+    int16_t height = 480;
+    std::string name = "H.264";
+    uint8_t nameLength = 0xFF; // 0xFF: the name's own length
+    uint16_t depth = 24;
+    int16_t colorTableId = -1;
+};
+Atom ImageDescription(const ImageSpec& inSpec);
+// An stsd of the given entries.
+Atom StsdOf(const std::vector<Atom>& inEntries);
+
 } // namespace qttest

@@ -1,0 +1,91 @@
+#include <cstring>
+
+#include "QTContract.h"
+#include "QTTrack.h"
+
+namespace QT
+{
+
+namespace
+{
+
+// The fields that make two descriptions the same picture format, compared as raw bytes: the
+// compression fourcc, width, height and depth. Fields beyond the buffer count as different.
+bool SameFormat(const ByteRange& inBytes, const uint8_t* inA, const uint8_t* inB)
+{
+    struct Field
+    {
+        size_t offset;
+        size_t width;
+    };
+    for (const Field field : {Field{4, 4}, Field{32, 2}, Field{34, 2}, Field{82, 2}})
+    {
+        if (!inBytes.Contains(inA, field.offset, field.width) || !inBytes.Contains(inB, field.offset, field.width) ||
+            std::memcmp(inA + field.offset, inB + field.offset, field.width) != 0)
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+// Entry 0 is the reference; both entries are fetched afresh for each comparison.
+bool QTTrack::DescriptionsEquivalent(bool inCompareEntrySize)
+{
+    const uint32_t count = GetSampleDescriptionCount();
+    const ByteRange bytes = Bytes();
+    for (uint32_t i = 1; i < count; ++i)
+    {
+        const uint8_t* entry = GetSampleDescription(Item().stsd, int32_t(i));
+        const uint8_t* first = GetSampleDescription(Item().stsd, 0);
+        if (!entry || !first)
+            return false;
+        if (inCompareEntrySize && BE::U32(entry) != BE::U32(first))
+            return false;
+        if (!SameFormat(bytes, first, entry))
+            return false;
+    }
+    return true;
+}
+
+bool QTTrack::GetAllSampleDescriptionsEquivalent()
+{
+    return DescriptionsEquivalent(false);
+}
+
+bool QTTrack::GetAllImageDescriptionsEquivalent(bool inIgnoreEntrySize)
+{
+    if (!IsVideoOrReport("QT::QTTrack::GetAllImageDescriptionsEquivalent"))
+        return false;
+    return DescriptionsEquivalent(!inIgnoreEntrySize);
+}
+
+// Width and height in 16.16 at bytes 12 and 16: converted to float first, then scaled.
+bool QTTrack::ReadApertureDimensions(const uint8_t* inAtom, float& outWidth, float& outHeight)
+{
+    if (!inAtom || !Bytes().Contains(inAtom, 12, 8))
+        return false;
+    constexpr float kFixedOne = 1.0f / 65536.0f;
+    outWidth = float(BE::I32(inAtom + 12)) * kFixedOne;
+    outHeight = float(BE::I32(inAtom + 16)) * kFixedOne;
+    return true;
+}
+
+bool QTTrack::GetTrackCleanApertureDimensions(float& outWidth, float& outHeight)
+{
+    if (!IsVideoOrReport("QT::QTTrack::GetTrackCleanApertureDimensions"))
+        return false;
+    return ReadApertureDimensions(Item().clef, outWidth, outHeight);
+}
+
+bool QTTrack::GetTrackProductionApertureDimensions(float& outWidth, float& outHeight)
+{
+    return ReadApertureDimensions(Item().prof, outWidth, outHeight);
+}
+
+bool QTTrack::GetTrackEncodedPixelsDimensions(float& outWidth, float& outHeight)
+{
+    return ReadApertureDimensions(Item().enof, outWidth, outHeight);
+}
+
+} // namespace QT

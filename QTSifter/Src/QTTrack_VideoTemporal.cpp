@@ -1,0 +1,224 @@
+#include <algorithm>
+#include <set>
+
+#include "QTTrack.h"
+#include "tenacore/string.h"
+#include "tenacore/trace.h"
+
+namespace QT
+{
+
+namespace
+{
+
+constexpr std::string_view kSifterCategory = "QTSifter";
+constexpr int kTraceLevel = 5;
+
+tenacore::debug::TraceSiteCache gInvalidDependencySite;
+tenacore::debug::TraceSiteCache gInvalidTableSite;
+
+template <class... Parts>
+void TraceLine(tenacore::debug::TraceSiteCache& ioSite, const Parts&... inParts)
+{
+    if (!ioSite.IsEnabled(kSifterCategory, kTraceLevel))
+        return;
+    tenacore::oUTF8StringStream stream;
+    (stream << ... << inParts) << "\r\n" << std::flush;
+    tenacore::debug::Trace(kTraceLevel, kSifterCategory, stream.str());
+}
+
+// 8-bit distances computed on the low bytes, wrapping.
+int8_t Distance(uint32_t inFrom, uint32_t inTo)
+{
+    return int8_t(uint8_t(uint8_t(inTo) - uint8_t(inFrom)));
+}
+
+enum class FrameClass
+{
+    Intra,
+    Forward,
+    Bidirectional,
+    Invalid,
+};
+
+// The sync match: the next unconsumed entry of stss, or failing that of stps, names this sample.
+// A position moves only on an exact match.
+class SyncMatch
+{
+public:
+    SyncMatch(const TableAtom& inStss, const TableAtom& inStps) : mStss(inStss), mStps(inStps) {}
+
+    bool Matches(uint32_t inDecodeIndex)
+    {
+        return Consume(mStss, mStssPosition, inDecodeIndex) || Consume(mStps, mStpsPosition, inDecodeIndex);
+    }
+
+private:
+    static bool Consume(const TableAtom& inTable, uint32_t& ioPosition, uint32_t inDecodeIndex)
+    {
+        if (!inTable || int32_t(ioPosition) >= int32_t(inTable.TrustedCount(4)) ||
+            inTable.U32(16 + 4 * uint64_t(ioPosition)) != inDecodeIndex + 1)
+            return false;
+        ++ioPosition;
+        return true;
+    }
+
+    TableAtom mStss;
+    TableAtom mStps;
+    uint32_t mStssPosition = 0;
+    uint32_t mStpsPosition = 0;
+};
+
+FrameClass Classify(uint8_t inFlags, uint32_t inDecodeIndex, SyncMatch& ioSync)
+{
+    if (inFlags & 0x20)
+    {
+        ioSync.Matches(inDecodeIndex);
+        return FrameClass::Intra;
+    }
+    if ((inFlags & 0x40) || (inFlags & 0x14) == 0x14)
+        return ioSync.Matches(inDecodeIndex) ? FrameClass::Intra : FrameClass::Forward;
+    if ((inFlags & 0x08) || (inFlags & 0x30) == 0x10)
+        return FrameClass::Bidirectional;
+    if ((inFlags & 0x2C) == 0x04)
+        return FrameClass::Forward;
+    return FrameClass::Invalid;
+}
+
+// The anchors that frames refer to: the earlier one, and the latest in display order.
+struct Anchors
+{
+    uint32_t earlier = 0;
+    uint32_t latest = 0;
+
+    void Apply(FrameClass inClass, uint32_t inDisplay, uint32_t inInRangeCount, VideoTemporalReference& ioRecord)
+    {
+        switch (inClass)
+        {
+        case FrameClass::Intra:
+            ioRecord.backwardReference = 0;
+            ioRecord.forwardReference = 0;
+            if (latest < inDisplay)
+                earlier = inInRangeCount == 1 ? inDisplay : latest;
+            latest = std::max(latest, inDisplay);
+            break;
+        case FrameClass::Forward:
+            if (latest < inDisplay)
+                earlier = latest;
+            ioRecord.backwardReference = Distance(inDisplay, earlier);
+            ioRecord.forwardReference = 0;
+            latest = std::max(latest, inDisplay);
+            break;
+        case FrameClass::Bidirectional:
+            ioRecord.backwardReference = Distance(inDisplay, earlier);
+            ioRecord.forwardReference = Distance(inDisplay, latest);
+            break;
+        case FrameClass::Invalid: break;
+        }
+    }
+};
+
+} // namespace
+
+bool QTTrack::VideoTrackContainsDeltaFrames()
+{
+    if (!IsVideoOrReport("QT::QTTrack::VideoTrackContainsDeltaFrames"))
+        return false;
+    const uint8_t* stss = Item().stss;
+    return stss && Table(stss).StatedCount() != GetSampleCount();
+}
+
+bool QTTrack::VideoTrackHasDependencyTables()
+{
+    return Item().sdtp && Item().ctts;
+}
+
+// The scan runs four bytes past the table, as far as the buffer allows.
+bool QTTrack::VideoTrackContainsIndependentSamples()
+{
+    const uint8_t* sdtp = Item().sdtp;
+    if (!sdtp)
+        return false;
+    const int32_t count = int32_t(Bytes().U32Or0(sdtp, 0) - 8);
+    if (count < 1)
+        return false;
+    const size_t reachable = std::min<size_t>(size_t(count), Bytes().Available(sdtp) > 12 ? Bytes().Available(sdtp) - 12 : 0);
+    const uint8_t* flags = sdtp + 12;
+    return std::any_of(flags, flags + reachable, [](uint8_t inFlags) { return (inFlags & 0x20) != 0; });
+}
+
+bool QTTrack::IsVideoSampleReferenced(uint32_t inSampleIndex)
+{
+    const uint8_t* sdtp = Item().sdtp;
+    if (!sdtp || inSampleIndex >= Bytes().U32Or0(sdtp, 0) - 12 || !Bytes().Contains(sdtp, 12 + uint64_t(inSampleIndex), 1))
+        return true;
+    return (sdtp[12 + uint64_t(inSampleIndex)] & 0x08) == 0;
+}
+
+uint32_t QTTrack::MakeVideoTemporalReferenceTable(std::vector<VideoTemporalReference>& outTable)
+{
+    if (!IsVideoOrReport("QT::QTTrack::MakeVideoTemporalReferenceTable"))
+        return kQTErrInvalid;
+    const TrackItem& item = Item();
+    if (!item.sdtp || !item.ctts)
+        return kQTErrBadSampleTable;
+    const uint32_t sampleCount = GetSampleCount();
+    // Every sample's flags byte must lie inside sdtp; that also bounds the table by the buffer.
+    const TableAtom sdtp = Table(item.sdtp);
+    if (sampleCount != 0 && !sdtp.Has(12 + uint64_t(sampleCount) - 1, 1))
+        return kQTErrBadSampleTable;
+    outTable.resize(sampleCount);
+    const uint8_t* first = GetTimeToSampleEntry(0);
+    const uint32_t frameDuration = first ? ReadTimeToSampleEntry(first).duration : 0;
+    // Composition offsets are counted in frames of the first duration; without one there are none.
+    if (frameDuration == 0)
+        return kQTErrBadSampleTable;
+
+    const TableAtom ctts = Table(item.ctts);
+    const uint32_t entries = ctts.TrustedCount(8);
+    SyncMatch sync(Table(item.stss), Table(item.stps));
+    Anchors anchors;
+    std::set<uint32_t> displayIndices;
+    uint32_t decodeIndex = 0;
+    uint32_t inRangeCount = 0;
+    bool bad = false;
+    for (uint32_t entry = 0; entry < entries && !bad; ++entry)
+    {
+        const int32_t count = int32_t(ctts.U32(16 + 8 * uint64_t(entry)));
+        const int32_t offset = int32_t(ctts.U32(20 + 8 * uint64_t(entry)));
+        const uint32_t frames = uint32_t(int32_t(int64_t(offset) / int64_t(int32_t(frameDuration))));
+        for (int32_t i = 0; i < count && !bad; ++i, ++decodeIndex)
+        {
+            // A ctts that counts more samples than the track has would write past the table.
+            if (decodeIndex >= sampleCount)
+            {
+                bad = true;
+                break;
+            }
+            const uint32_t display = decodeIndex + frames;
+            displayIndices.insert(display);
+            if (display >= sampleCount)
+                continue;
+            outTable[display].decodeOffset = Distance(display, decodeIndex);
+            ++inRangeCount;
+            const uint8_t flags = sdtp.Atom()[12 + uint64_t(decodeIndex)];
+            outTable[decodeIndex].dependencyFlags = flags;
+            const FrameClass frameClass = Classify(flags, decodeIndex, sync);
+            if (frameClass == FrameClass::Invalid)
+            {
+                bad = true;
+                TraceLine(gInvalidDependencySite, "Found invalid sdtp atom data at frame ", displayIndices.size());
+                break;
+            }
+            anchors.Apply(frameClass, display, inRangeCount, outTable[display]);
+        }
+    }
+    if (bad || displayIndices.size() < sampleCount)
+    {
+        TraceLine(gInvalidTableSite, "Invalid Quicktime sample table data detected.");
+        return kQTErrBadSampleTable;
+    }
+    return kQTSuccess;
+}
+
+} // namespace QT

@@ -1,0 +1,218 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "TrackTestSupport.h"
+#include "tenacore/trace.h"
+
+using namespace qttest;
+using QT::VideoTemporalReference;
+
+namespace
+{
+
+struct TraceCapture
+{
+    TraceCapture()
+    {
+        tenacore::debug::SetTraceSink([this](int, std::string_view inCategory, std::string_view inText) {
+            lines.push_back(std::string(inCategory) + " " + std::string(inText));
+        });
+        tenacore::debug::SetTraceLevel("QTSifter", 5);
+    }
+    ~TraceCapture() { tenacore::debug::ResetTraceSettings(); }
+    std::vector<std::string> lines;
+};
+
+Atom Ctts(const std::vector<std::pair<uint32_t, int32_t>>& inEntries)
+{
+    Atom ctts("ctts");
+    ctts.FullHeader().U32(uint32_t(inEntries.size()));
+    for (const auto& [count, offset] : inEntries)
+        ctts.U32(count).I32(offset);
+    return ctts;
+}
+
+Atom Sdtp(const std::vector<uint8_t>& inFlags)
+{
+    return Atom("sdtp").FullHeader().Raw(inFlags);
+}
+
+Atom Stss(const std::vector<uint32_t>& inSamples)
+{
+    Atom stss("stss");
+    stss.FullHeader().U32(uint32_t(inSamples.size()));
+    for (uint32_t sample : inSamples)
+        stss.U32(sample);
+    return stss;
+}
+
+// A video track of inCount samples of 100 ticks with the given extra tables.
+OpenedTrack Track(uint32_t inCount, const std::vector<Atom>& inExtras, uint32_t inHandler = Code("vide"))
+{
+    std::vector<Atom> tables = BasicSampleTables({{inCount, 100}});
+    for (const Atom& extra : inExtras)
+        tables.push_back(extra);
+    TrackSpec spec;
+    spec.handler = inHandler;
+    return OpenTrack(MovieWith({TrakWith(spec, tables)}));
+}
+
+std::vector<std::array<int, 4>> Records(const std::vector<VideoTemporalReference>& inTable)
+{
+    std::vector<std::array<int, 4>> records;
+    for (const VideoTemporalReference& r : inTable)
+        records.push_back({r.decodeOffset, r.backwardReference, r.forwardReference, r.dependencyFlags});
+    return records;
+}
+
+} // namespace
+
+TEST(TemporalReference, IntraPredictedAndTwoBidirectionalFrames)
+{
+    // Decoded I0 P3 B1 B2 (digits are display indices).
+    OpenedTrack t = Track(4, {Ctts({{1, 0}, {1, 200}, {2, -100}}), Sdtp({0x24, 0x14, 0x18, 0x18})});
+    std::vector<VideoTemporalReference> table;
+    ASSERT_EQ(t.track->MakeVideoTemporalReferenceTable(table), 0u);
+    EXPECT_EQ(Records(table), (std::vector<std::array<int, 4>>{
+                                  {0, 0, 0, 0x24}, {1, -1, 2, 0x14}, {1, -2, 1, 0x18}, {-2, -3, 0, 0x18}}));
+}
+
+TEST(TemporalReference, FirstIntraFrameAnchorsAtItsOwnDisplayIndex)
+{
+    // D0 shown at 1 and intra, D1 shown at 0 and bidirectional: it refers back to 1.
+    OpenedTrack t = Track(2, {Ctts({{1, 100}, {1, -100}}), Sdtp({0x24, 0x18})});
+    std::vector<VideoTemporalReference> table;
+    ASSERT_EQ(t.track->MakeVideoTemporalReferenceTable(table), 0u);
+    EXPECT_EQ(table[0].backwardReference, 1);
+    EXPECT_EQ(table[0].forwardReference, 1);
+}
+
+TEST(TemporalReference, FlagsOfNoClassStopTheRun)
+{
+    TraceCapture trace;
+    OpenedTrack t = Track(3, {Ctts({{3, 0}}), Sdtp({0x24, 0x24, 0x00})});
+    std::vector<VideoTemporalReference> table;
+    EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
+    EXPECT_EQ(trace.lines, (std::vector<std::string>{"QTSifter Found invalid sdtp atom data at frame 3\r\n",
+                                                     "QTSifter Invalid Quicktime sample table data detected.\r\n"}));
+}
+
+TEST(TemporalReference, EmptyCompositionTableLeavesTheDisplaySetEmpty)
+{
+    OpenedTrack t = Track(2, {Ctts({}), Sdtp({0x24, 0x24})});
+    std::vector<VideoTemporalReference> table;
+    EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
+    EXPECT_EQ(table.size(), 2u);
+}
+
+TEST(TemporalReference, SyncListingDecidesBetweenIntraAndForward)
+{
+    // Both frames carry 0x14; only the first is a sync sample.
+    OpenedTrack t = Track(3, {Ctts({{3, 0}}), Sdtp({0x24, 0x14, 0x14}), Stss({1, 2})});
+    std::vector<VideoTemporalReference> table;
+    ASSERT_EQ(t.track->MakeVideoTemporalReferenceTable(table), 0u);
+    // Frame 1 is listed: intra, no references. Frame 2 is not: forward, back to the anchor 1.
+    EXPECT_EQ(table[1].backwardReference, 0);
+    EXPECT_EQ(table[2].backwardReference, -1);
+}
+
+TEST(TemporalReference, PartialSyncTableIsAskedWhenStssDoesNotMatch)
+{
+    OpenedTrack t = Track(2, {Ctts({{2, 0}}), Sdtp({0x24, 0x14}), Atom("stps").FullHeader().U32(1).U32(2)});
+    std::vector<VideoTemporalReference> table;
+    ASSERT_EQ(t.track->MakeVideoTemporalReferenceTable(table), 0u);
+    EXPECT_EQ(table[1].backwardReference, 0);
+}
+
+TEST(TemporalReference, MissingDependencyTablesLeaveTheTableUntouched)
+{
+    OpenedTrack t = Track(2, {Ctts({{2, 0}})});
+    std::vector<VideoTemporalReference> table(5);
+    EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
+    EXPECT_EQ(table.size(), 5u);
+    EXPECT_FALSE(t.track->VideoTrackHasDependencyTables());
+    EXPECT_TRUE(Track(2, {Ctts({{2, 0}}), Sdtp({0, 0})}).track->VideoTrackHasDependencyTables());
+}
+
+TEST(TemporalReference, OtherMediaTypesAreInvalid)
+{
+    OpenedTrack t = Track(2, {Ctts({{2, 0}}), Sdtp({0x24, 0x24})}, Code("soun"));
+    std::vector<VideoTemporalReference> table;
+    auto previous = tenacore::debug::SetAssertHandler([](auto...) { return false; });
+    EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrInvalid);
+    EXPECT_FALSE(t.track->VideoTrackContainsDeltaFrames());
+    tenacore::debug::SetAssertHandler(previous);
+}
+
+TEST(TemporalReference, CompositionTableCountingMoreSamplesIsABadTable)
+{
+    OpenedTrack t = Track(2, {Ctts({{5, 0}}), Sdtp({0x24, 0x24, 0x24, 0x24, 0x24})});
+    std::vector<VideoTemporalReference> table;
+    EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
+}
+
+TEST(TemporalReference, DependencyTableShorterThanTheSamplesIsABadTable)
+{
+    OpenedTrack t = Track(4, {Ctts({{4, 0}}), Sdtp({0x24, 0x24})});
+    std::vector<VideoTemporalReference> table(1);
+    EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
+    EXPECT_EQ(table.size(), 1u);
+}
+
+TEST(TemporalReference, FrameDurationOfZeroIsABadTable)
+{
+    std::vector<Atom> tables = BasicSampleTables({{2, 0}});
+    tables.push_back(Ctts({{2, 0}}));
+    tables.push_back(Sdtp({0x24, 0x24}));
+    OpenedTrack t = OpenTrack(MovieWith({TrakWith(TrackSpec{}, tables)}));
+    std::vector<VideoTemporalReference> table;
+    EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
+}
+
+TEST(TemporalReference, DuplicateDisplayIndexLeavesAHoleAndFails)
+{
+    // D0 -> 0, D1 -> 0 again, D2 -> 2: record 1 is never written.
+    OpenedTrack t = Track(3, {Ctts({{1, 0}, {1, -100}, {1, 0}}), Sdtp({0x24, 0x24, 0x24})});
+    std::vector<VideoTemporalReference> table;
+    EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
+}
+
+TEST(TemporalReference, OutOfRangeDisplayIndexCountsButWritesNothing)
+{
+    // D1 is shown at 5, past the table: its flags are not stored and the set still holds 2 indices.
+    OpenedTrack t = Track(2, {Ctts({{1, 0}, {1, 400}}), Sdtp({0x24, 0x24})});
+    std::vector<VideoTemporalReference> table;
+    EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), 0u);
+    EXPECT_EQ(table[1].dependencyFlags, 0);
+    EXPECT_EQ(table[0].dependencyFlags, 0x24);
+}
+
+TEST(TemporalReference, SampleReferencedUnlessMarkedDisposable)
+{
+    OpenedTrack t = Track(3, {Sdtp({0x24, 0x18, 0x14})});
+    EXPECT_TRUE(t.track->IsVideoSampleReferenced(0));
+    EXPECT_FALSE(t.track->IsVideoSampleReferenced(1));
+    EXPECT_TRUE(t.track->IsVideoSampleReferenced(2));
+    EXPECT_TRUE(t.track->IsVideoSampleReferenced(3));
+    EXPECT_TRUE(Track(3, {}).track->IsVideoSampleReferenced(1));
+}
+
+TEST(TemporalReference, DeltaFramesComeFromTheSyncCount)
+{
+    EXPECT_FALSE(Track(3, {Stss({1, 2, 3})}).track->VideoTrackContainsDeltaFrames());
+    EXPECT_TRUE(Track(3, {Stss({1})}).track->VideoTrackContainsDeltaFrames());
+    EXPECT_FALSE(Track(3, {}).track->VideoTrackContainsDeltaFrames());
+}
+
+TEST(TemporalReference, IndependentSamplesAreLookedForFourBytesPastTheTable)
+{
+    EXPECT_TRUE(Track(2, {Sdtp({0x10, 0x20})}).track->VideoTrackContainsIndependentSamples());
+    EXPECT_FALSE(Track(2, {Sdtp({0x10, 0x10})}).track->VideoTrackContainsIndependentSamples());
+    // The four bytes behind sdtp are the size word of the atom that follows: 0x00000020 bytes long.
+    Atom tail("skip");
+    tail.Zeros(24);
+    EXPECT_TRUE(Track(2, {Sdtp({0x10, 0x10}), tail}).track->VideoTrackContainsIndependentSamples());
+    EXPECT_FALSE(Track(2, {}).track->VideoTrackContainsIndependentSamples());
+}
