@@ -106,8 +106,10 @@ private:
     {
         if (inSize > mSize - mReadPos)
         {
+            // Nothing to move and nothing behind it inside the block: stepping over it would end
+            // the pass just so, without the position wrapping.
             if (mReadPos == mWritePos)
-                return Step::Fail; // nothing to move, but stepping over it would leave the block
+                return Step::End;
             return Abandon();
         }
         if (mReadPos != mWritePos)

@@ -87,13 +87,14 @@ uint32_t MemoryProvider::ReadAt(void* inHandle, uint64_t inOffset, uint32_t inCo
                                 uint64_t* outDelivered)
 {
     auto* self = static_cast<MemoryProvider*>(inHandle);
-    ++self->readAtCalls;
+    const int call = self->readAtCalls++;
     self->readOffsets.push_back(inOffset);
-    if (self->readStatus != 0)
+    if (self->readStatus != 0 && call >= self->readStatusFromCall)
         return self->readStatus;
     const uint64_t available = inOffset < self->mBytes.size() ? self->mBytes.size() - inOffset : 0;
     uint64_t count = std::min<uint64_t>(inCount, available);
-    count = count > self->shortBy ? count - self->shortBy : 0;
+    if (inCount >= self->shortFromCount)
+        count = count > self->shortBy ? count - self->shortBy : 0;
     // Exactly the delivered bytes, so that a read past them is caught by the sanitizers.
     self->mDelivered.assign(self->mBytes.begin() + std::ptrdiff_t(std::min<uint64_t>(inOffset, self->mBytes.size())),
                             self->mBytes.begin() + std::ptrdiff_t(std::min<uint64_t>(inOffset, self->mBytes.size()) + count));
@@ -122,6 +123,27 @@ Opened OpenBytes(const Bytes& inBytes)
 {
     TempFile file(inBytes);
     return OpenPath(file.WidePath());
+}
+
+Located LocatePath(const std::u16string& inPath, uint32_t inAtomType, QT::QTFileProvider* inProvider)
+{
+    Located located;
+    auto sifter = QT::MakeParser();
+    located.result = sifter->MakeMovieAndLocateAtom(inPath, located.movie, inAtomType, located.found,
+                                                    located.offset, located.size, inProvider);
+    return located;
+}
+
+Located LocateInBytes(const Bytes& inBytes, uint32_t inAtomType)
+{
+    TempFile file(inBytes);
+    return LocatePath(file.WidePath(), inAtomType);
+}
+
+Located LocateThroughProvider(MemoryProvider& ioProvider, uint32_t inAtomType)
+{
+    // The path names nothing: a provider that is used must not need it.
+    return LocatePath(u"/nonexistent/qtsifter-provider-only.mov", inAtomType, ioProvider.Table());
 }
 
 } // namespace qttest

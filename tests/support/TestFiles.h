@@ -43,11 +43,13 @@ public:
 
     QT::QTFileProvider* Table() { return &mTable; }
 
-    uint32_t readyAnswer = 0;            // what IsReady says
-    uint32_t handleStatus = 0;           // what GetHandle says
-    uint32_t sizeStatus = 0;             // what GetSize says
-    uint32_t readStatus = 0;             // what every ReadAt says
-    uint64_t shortBy = 0;                // deliver this many bytes fewer than asked
+    uint32_t readyAnswer = 0;    // what IsReady says
+    uint32_t handleStatus = 0;   // what GetHandle says
+    uint32_t sizeStatus = 0;     // what GetSize says
+    uint32_t readStatus = 0;     // what ReadAt says, from call readStatusFromCall on
+    uint64_t shortBy = 0;        // deliver this many bytes fewer than asked
+    uint32_t shortFromCount = 0; // ... but only to reads that ask for at least this many
+    int readStatusFromCall = 0;  // readStatus holds from this ReadAt on, counted from 0
     int isReadyCalls = 0;
     int getHandleCalls = 0;
     int readAtCalls = 0;
@@ -73,5 +75,19 @@ struct Opened
 };
 Opened OpenBytes(const Bytes& inBytes);
 Opened OpenPath(const std::u16string& inPath);
+
+// MakeMovieAndLocateAtom over a path, or through a provider when one is given.
+struct Located
+{
+    uint32_t result = 0;
+    tenacore::classref::InterfaceRef<QT::IQTMovie> movie;
+    bool found = false;
+    uint64_t offset = 0;
+    uint64_t size = 0;
+};
+Located LocatePath(const std::u16string& inPath, uint32_t inAtomType,
+                   QT::QTFileProvider* inProvider = nullptr);
+Located LocateInBytes(const Bytes& inBytes, uint32_t inAtomType);
+Located LocateThroughProvider(MemoryProvider& ioProvider, uint32_t inAtomType);
 
 } // namespace qttest
