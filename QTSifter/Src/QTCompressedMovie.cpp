@@ -77,6 +77,8 @@ QTSifter::Expansion QTSifter::ExpandCompressedMovie(uint32_t& ioPos)
                    uLong(compressed.length - 4)) != Z_OK)
         return {};
 
+    // A stream shorter than its stated size leaves the tail of the buffer unfilled; it is not movie.
+    expanded->buffer->Shrink(expandedLength);
     mooVAtom = std::move(expanded);
     movieAtomSize = uint32_t(expandedLength);
     movieAtomOffset = 0;

@@ -18,6 +18,12 @@ public:
 
     uint8_t* GetData() const noexcept { return mData.get(); }
     size_t GetSize() const noexcept { return mSize; }
+    // Gives up the tail of the block: a writer that filled less than it asked for says so here.
+    void Shrink(size_t inSize) noexcept
+    {
+        if (inSize < mSize)
+            mSize = inSize;
+    }
 
     explicit RecycledMemory(std::unique_ptr<uint8_t[]> inData, size_t inSize) noexcept
         : mData(std::move(inData)), mSize(inSize)
