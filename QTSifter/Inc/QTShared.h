@@ -70,14 +70,14 @@ public:
     // it is reported and the result is 0.
     uint64_t GetEntry(uint32_t inEntryIdx) const
     {
-        if (inEntryIdx < mEntryCount)
+        if (inEntryIdx < mEntryCount) [[likely]]
             return mIs64Bit ? mTable.U64(16 + 8 * uint64_t(inEntryIdx)) : mTable.U32(16 + 4 * uint64_t(inEntryIdx));
-        ReportContractViolation({"QTSifter/Inc/QTShared", __LINE__, "ChunkOffsetHelper::GetEntry", "false"},
-                                "Invalid entryIdx");
-        return 0;
+        return ReportInvalidEntry();
     }
 
 private:
+    static uint64_t ReportInvalidEntry();
+
     const TrackItem& mItem;
     TableAtom mTable;
     bool mIs64Bit = false;
@@ -95,21 +95,28 @@ public:
     bool Next(uint32_t inSample, uint32_t& outDuration);
 
 private:
+    bool LoadEntry();
+
     TableAtom mStts;
     uint32_t mEntryIndex = 0;
     uint32_t mEntryStart = 0;
+    // The entry at mEntryIndex, read once.
+    bool mHaveEntry = false;
+    TimeToSampleEntry mEntry{};
 };
 
 // Where one sample lies by the sample-to-chunk table.
 struct ChunkPlace
 {
-    uint32_t chunkIndex = 0;      // 0-based
-    uint32_t runFirstSample = 0;  // first sample of the run that holds the chunk
-    uint32_t samplesPerChunk = 0; // as in force for this sample
+    uint32_t chunkIndex = 0;        // 0-based
+    uint32_t runFirstSample = 0;    // first sample of the run that holds the chunk
+    uint32_t samplesPerChunk = 0;   // as in force for this sample
+    uint32_t positionInChunk = 0;   // samples before this one in its chunk
 };
 
 // The sample-to-chunk cursor of a pass over samples in increasing order. At most two runs are
-// tried for one sample, so two empty runs in a row end the pass.
+// tried for one sample, so two empty runs in a row end the pass. A sample inside the run in hand,
+// the common case, is placed without reading the table again.
 class SampleToChunkCursor
 {
 public:
@@ -122,12 +129,25 @@ private:
     uint32_t FirstChunk(uint32_t inRun) const { return mStsc.U32(16 + 12 * uint64_t(inRun)); }
     uint32_t SamplesPerChunk(uint32_t inRun) const { return mStsc.U32(20 + 12 * uint64_t(inRun)); }
     uint32_t RunChunks(uint32_t inRun, uint32_t& ioCounted) const;
+    bool LocateByWalk(uint32_t inSample, ChunkPlace& outPlace);
+    bool LocateInRunInHand(uint32_t inSample, ChunkPlace& outPlace);
+    void HoldRun();
 
     TableAtom mStsc;
     uint32_t mRunCount;
     uint32_t mChunkCount;
     uint32_t mRunIndex = 0;
     uint32_t mRunFirstSample = 0;
+    // The run in hand as a lookup that starts in it sees it.
+    bool mHolding = false;
+    uint32_t mHeldFirstChunk = 0;
+    uint32_t mHeldSamplesPerChunk = 0;
+    uint32_t mHeldEnd = 0;
+    // The sample placed last in the run in hand, to step to the next without dividing.
+    bool mHaveLast = false;
+    uint32_t mLastSample = 0;
+    uint32_t mLastChunkInRun = 0;
+    uint32_t mLastPosition = 0;
 };
 
 // Sample sizes from stsz: a constant size, or one entry per sample.
@@ -164,7 +184,27 @@ private:
 };
 
 // The bytes between the start of a sample's chunk and the sample: the sizes of the samples before
-// it in the chunk. False when a size it needs lies outside the table.
+// it in the chunk, each taken as signed. In a pass the sum runs on from the sample before, so a
+// chunk of many samples costs one addition a sample. False when a size it needs lies outside the
+// table or the run has no samples per chunk.
+class ChunkOffsetCursor
+{
+public:
+    explicit ChunkOffsetCursor(const SampleSizeTable& inSizes) : mSizes(inSizes) {}
+
+    bool Next(uint32_t inSample, const ChunkPlace& inPlace, uint64_t& outOffset);
+
+private:
+    bool SumFromChunkStart(uint32_t inChunkFirst, uint32_t inSample, int64_t& outTotal) const;
+
+    SampleSizeTable mSizes;
+    bool mHaveLast = false;
+    uint32_t mChunkFirst = 0;
+    uint32_t mLastSample = 0;
+    int64_t mLastTotal = 0;
+};
+
+// The same for one sample, its position in the chunk taken from the run it was placed in.
 bool OffsetInChunk(uint32_t inSample, const ChunkPlace& inPlace, const SampleSizeTable& inSizes,
                    uint64_t& outOffset);
 
@@ -172,5 +212,100 @@ bool OffsetInChunk(uint32_t inSample, const ChunkPlace& inPlace, const SampleSiz
 // sample's offset is its chunk's.
 bool IsOneSamplePerChunk(const SampleSizeTable& inSizes, const TableAtom& inStsc, uint32_t inChunkCount,
                          uint32_t inSampleCount);
+
+
+// The per-sample steps of a pass stand here so that the pass inlines them; what is rare stays out
+// of line.
+
+inline bool TimeToSampleCursor::Next(uint32_t inSample, uint32_t& outDuration)
+{
+    if (!mHaveEntry && !LoadEntry())
+        return false;
+    outDuration = mEntry.duration;
+    if (inSample < mEntryStart || inSample >= mEntryStart + mEntry.sampleCount)
+    {
+        // The cursor moves on, but this sample keeps the entry in hand.
+        mEntryStart += mEntry.sampleCount;
+        ++mEntryIndex;
+        mHaveEntry = false;
+    }
+    return true;
+}
+
+inline bool SampleToChunkCursor::Locate(uint32_t inSample, ChunkPlace& outPlace)
+{
+    if (LocateInRunInHand(inSample, outPlace))
+        return true;
+    if (!LocateByWalk(inSample, outPlace))
+        return false;
+    HoldRun();
+    return true;
+}
+
+// What a lookup that starts in the run in hand answers, when the sample lies inside that run.
+inline bool SampleToChunkCursor::LocateInRunInHand(uint32_t inSample, ChunkPlace& outPlace)
+{
+    if (!mHolding || inSample < mRunFirstSample || inSample >= mHeldEnd)
+        return false;
+    if (mHaveLast && inSample == mLastSample + 1)
+    {
+        if (++mLastPosition == mHeldSamplesPerChunk)
+        {
+            mLastPosition = 0;
+            ++mLastChunkInRun;
+        }
+    }
+    else
+    {
+        mLastChunkInRun = (inSample - mRunFirstSample) / mHeldSamplesPerChunk;
+        mLastPosition = (inSample - mRunFirstSample) % mHeldSamplesPerChunk;
+    }
+    mHaveLast = true;
+    mLastSample = inSample;
+    outPlace = {mHeldFirstChunk - 1 + mLastChunkInRun, mRunFirstSample, mHeldSamplesPerChunk, mLastPosition};
+    return true;
+}
+
+inline bool SyncSampleCursor::IsSync(uint32_t inSample)
+{
+    if (!mStss)
+        return true;
+    if (mNextSync != inSample)
+        return false;
+    if (++mPosition < mCount)
+        mNextSync = mStss.U32(16 + 4 * uint64_t(mPosition)) - 1;
+    return true;
+}
+
+inline bool ChunkOffsetCursor::Next(uint32_t inSample, const ChunkPlace& inPlace, uint64_t& outOffset)
+{
+    outOffset = 0;
+    if (inPlace.samplesPerChunk == 0)
+        return false;
+    const uint32_t pos = inPlace.positionInChunk;
+    const uint32_t chunkFirst = inSample - pos;
+    int64_t total = 0;
+    if (pos == 0 || uint32_t(chunkFirst + pos) < chunkFirst)
+        total = 0;
+    else if (mSizes.ConstantSize() != 0)
+    {
+        outOffset = uint64_t(pos) * mSizes.ConstantSize();
+        return true;
+    }
+    else if (mHaveLast && chunkFirst == mChunkFirst && inSample == mLastSample + 1)
+    {
+        if (!mSizes.HasEntry(mLastSample))
+            return false;
+        total = mLastTotal + int32_t(mSizes.EntrySize(mLastSample));
+    }
+    else if (!SumFromChunkStart(chunkFirst, inSample, total))
+        return false;
+    mHaveLast = true;
+    mChunkFirst = chunkFirst;
+    mLastSample = inSample;
+    mLastTotal = total;
+    outOffset = uint64_t(total);
+    return true;
+}
 
 } // namespace QT

@@ -31,20 +31,14 @@ bool QTSifter::ProviderInUse() const
     return provider != nullptr && provider->IsReady() == 0;
 }
 
-// Compacts the work area, writes the new moov size and copies the result into the movie's buffer.
-uint32_t QTSifter::FinishLoad(uint8_t* inWorkArea, LoadRoute inRoute)
+// Compacts the work area and writes the new moov size. Gives the compacted size in outSize.
+uint32_t QTSifter::CompactWorkArea(uint8_t* ioWorkArea, LoadRoute inRoute, uint32_t& outSize)
 {
     uint32_t removed = 0;
-    if (CompactMovieAtom(inWorkArea, movieAtomSize, inRoute, removed) != kQTSuccess)
+    if (CompactMovieAtom(ioWorkArea, movieAtomSize, inRoute, removed) != kQTSuccess)
         return kQTStatusReadFailed;
-    const uint32_t finalSize = movieAtomSize - removed;
-    BE::PutU32(inWorkArea, finalSize);
-    auto finalBuffer = RecycledMemory::Create(finalSize);
-    if (!finalBuffer)
-        return kQTStatusReadFailed;
-    std::memcpy(finalBuffer->GetData(), inWorkArea, finalSize);
-    mooVAtom->buffer = std::move(finalBuffer);
-    movieAtomSize = finalSize;
+    outSize = movieAtomSize - removed;
+    BE::PutU32(ioWorkArea, outSize);
     return kQTSuccess;
 }
 
@@ -65,7 +59,15 @@ uint32_t QTSifter::LoadMovieAtomFromFile(KSL::File& inFile)
     uint32_t got = 0;
     if (inFile.Read(workArea->GetData(), movieAtomSize, got) < 0 || got < movieAtomSize)
         return kQTStatusReadFailed;
-    return FinishLoad(workArea->GetData(), LoadRoute::File);
+    uint32_t finalSize = 0;
+    if (CompactWorkArea(workArea->GetData(), LoadRoute::File, finalSize) != kQTSuccess)
+        return kQTStatusReadFailed;
+    // The work area is ours: it becomes the movie's buffer, cut to the compacted size, rather than
+    // being copied into a second block of the same size.
+    workArea->Shrink(finalSize);
+    mooVAtom->buffer = std::move(workArea);
+    movieAtomSize = finalSize;
+    return kQTSuccess;
 }
 
 uint32_t QTSifter::LoadMovieAtomFromProvider()
@@ -89,7 +91,17 @@ uint32_t QTSifter::LoadMovieAtomFromProvider()
         return kQTStatusReadFailed;
     movieAtomSize = uint32_t(moov.size);
     movieAtomOffset = moov.start;
-    return FinishLoad(workArea, LoadRoute::Provider);
+    // The provider owns its block, so the compacted movie is copied out of it.
+    uint32_t finalSize = 0;
+    if (CompactWorkArea(workArea, LoadRoute::Provider, finalSize) != kQTSuccess)
+        return kQTStatusReadFailed;
+    auto finalBuffer = RecycledMemory::Create(finalSize);
+    if (!finalBuffer)
+        return kQTStatusReadFailed;
+    std::memcpy(finalBuffer->GetData(), workArea, finalSize);
+    mooVAtom->buffer = std::move(finalBuffer);
+    movieAtomSize = finalSize;
+    return kQTSuccess;
 }
 
 uint32_t QTSifter::FindTopLevelAtom(uint32_t inAtomType, KSL::File& inFile, uint64_t& outOffset,

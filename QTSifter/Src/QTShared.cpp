@@ -21,6 +21,13 @@ uint32_t TableAtom::TrustedCount(uint32_t inEntrySize) const noexcept
     return uint32_t(std::min<uint64_t>(StatedCount(), fitting));
 }
 
+uint64_t ChunkOffsetHelper::ReportInvalidEntry()
+{
+    ReportContractViolation({"QTSifter/Inc/QTShared", __LINE__, "ChunkOffsetHelper::GetEntry", "false"},
+                            "Invalid entryIdx");
+    return 0;
+}
+
 const uint8_t* FindTimeToSampleEntry(const TableAtom& inStts, uint32_t inIndex)
 {
     if (!inStts || inIndex >= inStts.StatedCount())
@@ -44,19 +51,13 @@ ChunkOffsetHelper::ChunkOffsetHelper(const TrackItem& inItem, const ByteRange& i
     }
 }
 
-bool TimeToSampleCursor::Next(uint32_t inSample, uint32_t& outDuration)
+bool TimeToSampleCursor::LoadEntry()
 {
     const uint8_t* entry = FindTimeToSampleEntry(mStts, mEntryIndex);
     if (!entry)
         return false;
-    const TimeToSampleEntry inHand = ReadTimeToSampleEntry(entry);
-    if (inSample < mEntryStart || inSample >= mEntryStart + inHand.sampleCount)
-    {
-        // The cursor moves on, but this sample keeps the entry in hand.
-        mEntryStart += inHand.sampleCount;
-        ++mEntryIndex;
-    }
-    outDuration = inHand.duration;
+    mEntry = ReadTimeToSampleEntry(entry);
+    mHaveEntry = true;
     return true;
 }
 
@@ -78,10 +79,23 @@ uint32_t SampleToChunkCursor::RunChunks(uint32_t inRun, uint32_t& ioCounted) con
     return mChunkCount - ioCounted;
 }
 
-bool SampleToChunkCursor::Locate(uint32_t inSample, ChunkPlace& outPlace)
+// The run the cursor now stands in, as the next lookup will see it: with a fresh count of chunks.
+void SampleToChunkCursor::HoldRun()
 {
+    uint32_t counted = 0;
+    mHeldSamplesPerChunk = SamplesPerChunk(mRunIndex);
+    mHeldFirstChunk = FirstChunk(mRunIndex);
+    mHeldEnd = mRunFirstSample + mHeldSamplesPerChunk * RunChunks(mRunIndex, counted);
+    mHolding = mHeldSamplesPerChunk != 0;
+    mHaveLast = false;
+}
+
+bool SampleToChunkCursor::LocateByWalk(uint32_t inSample, ChunkPlace& outPlace)
+{
+    mHolding = false;
     if (mRunIndex >= mRunCount)
         return false;
+    // The samples per chunk of the run where the lookup starts stay in force, also after a step.
     const uint32_t samplesPerChunk = SamplesPerChunk(mRunIndex);
     uint32_t counted = 0;
     for (int tried = 0;; ++tried)
@@ -90,10 +104,10 @@ bool SampleToChunkCursor::Locate(uint32_t inSample, ChunkPlace& outPlace)
         const uint32_t runSamples = samplesPerChunk * chunks;
         if (inSample >= mRunFirstSample && inSample < mRunFirstSample + runSamples)
         {
-            uint32_t chunkInRun = 0;
-            if (chunks > 1)
-                chunkInRun = (inSample - mRunFirstSample) / samplesPerChunk;
-            outPlace = {FirstChunk(mRunIndex) - 1 + chunkInRun, mRunFirstSample, samplesPerChunk};
+            const uint32_t distance = inSample - mRunFirstSample;
+            const uint32_t chunkInRun = chunks > 1 ? distance / samplesPerChunk : 0;
+            outPlace = {FirstChunk(mRunIndex) - 1 + chunkInRun, mRunFirstSample, samplesPerChunk,
+                        distance % samplesPerChunk};
             return true;
         }
         mRunFirstSample += runSamples;
@@ -112,14 +126,15 @@ SyncSampleCursor::SyncSampleCursor(const TableAtom& inStss) : mStss(inStss)
     }
 }
 
-bool SyncSampleCursor::IsSync(uint32_t inSample)
+bool ChunkOffsetCursor::SumFromChunkStart(uint32_t inChunkFirst, uint32_t inSample, int64_t& outTotal) const
 {
-    if (!mStss)
-        return true;
-    if (mNextSync != inSample)
-        return false;
-    if (++mPosition < mCount)
-        mNextSync = mStss.U32(16 + 4 * uint64_t(mPosition)) - 1;
+    outTotal = 0;
+    for (uint32_t sample = inChunkFirst; sample < inSample; ++sample)
+    {
+        if (!mSizes.HasEntry(sample))
+            return false;
+        outTotal += int32_t(mSizes.EntrySize(sample));
+    }
     return true;
 }
 
@@ -127,27 +142,11 @@ bool OffsetInChunk(uint32_t inSample, const ChunkPlace& inPlace, const SampleSiz
                    uint64_t& outOffset)
 {
     outOffset = 0;
-    // A run of no samples per chunk places nothing; a sample found through one has no place in it.
     if (inPlace.samplesPerChunk == 0)
         return false;
-    const uint32_t pos = (inSample - inPlace.runFirstSample) % inPlace.samplesPerChunk;
-    const uint32_t chunkFirst = inSample - pos;
-    if (pos == 0 || uint32_t(chunkFirst + pos) < chunkFirst)
-        return true;
-    if (inSizes.ConstantSize() != 0)
-    {
-        outOffset = uint64_t(pos) * inSizes.ConstantSize();
-        return true;
-    }
-    int64_t total = 0;
-    for (uint32_t sample = chunkFirst; sample < inSample; ++sample)
-    {
-        if (!inSizes.HasEntry(sample))
-            return false;
-        total += int32_t(inSizes.EntrySize(sample));
-    }
-    outOffset = uint64_t(total);
-    return true;
+    ChunkPlace place = inPlace;
+    place.positionInChunk = (inSample - inPlace.runFirstSample) % inPlace.samplesPerChunk;
+    return ChunkOffsetCursor(inSizes).Next(inSample, place, outOffset);
 }
 
 bool IsOneSamplePerChunk(const SampleSizeTable& inSizes, const TableAtom& inStsc, uint32_t inChunkCount,

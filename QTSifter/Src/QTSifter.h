@@ -51,7 +51,7 @@ private:
     std::vector<std::string> ReadMetadataKeys(uint32_t inKeys, uint32_t inKeysEnd);
     void ParseKeyedItems(uint32_t inIlst, const std::vector<std::string>& inKeys);
     bool ProviderInUse() const;
-    uint32_t FinishLoad(uint8_t* inWorkArea, LoadRoute inRoute);
+    uint32_t CompactWorkArea(uint8_t* ioWorkArea, LoadRoute inRoute, uint32_t& outSize);
     void ReadMovieUserData();
     void ReadUserDataChildren(uint32_t inStart, uint32_t inEnd, std::vector<UserDataItem>& ioItems);
     bool FindNextTrack(uint32_t inFrom, uint32_t& outNextTrack);

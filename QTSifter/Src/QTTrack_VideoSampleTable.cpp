@@ -56,6 +56,7 @@ uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t
     SyncSampleCursor sync(Table(item.stss));
     TimeToSampleCursor durations(Table(item.stts));
     SampleToChunkCursor places(stsc, chunks.EntryCount());
+    ChunkOffsetCursor inChunk(sizes);
 
     const uint32_t endTime = mEditedMediaDuration + mMediaStartTime;
     uint64_t decodeTime = 0;
@@ -76,10 +77,10 @@ uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t
         else
         {
             ChunkPlace place;
-            uint64_t inChunk = 0;
-            if (!places.Locate(sample, place) || !OffsetInChunk(sample, place, sizes, inChunk))
+            uint64_t offsetInChunk = 0;
+            if (!places.Locate(sample, place) || !inChunk.Next(sample, place, offsetInChunk))
                 return kQTErrInvalid;
-            record.fileOffset = chunks.GetEntry(place.chunkIndex) + inChunk;
+            record.fileOffset = chunks.GetEntry(place.chunkIndex) + offsetInChunk;
         }
         if (!inIgnoreEdits)
         {

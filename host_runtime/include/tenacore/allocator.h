@@ -10,13 +10,23 @@
 namespace tenacore::allocator
 {
 
-// A block of raw bytes. Create gives none (null) when memory is short, never throws.
+// A block of raw bytes from a recycling pool: a large block given back is kept for the next
+// request of about its size, so that opening movie after movie reuses memory. Create gives none
+// (null) when memory is short, and never throws. The bytes are not initialised.
 class TENACORE_API RecycledMemory
 {
 public:
     static std::shared_ptr<RecycledMemory> Create(size_t inSize);
 
-    uint8_t* GetData() const noexcept { return mData.get(); }
+    RecycledMemory(uint8_t* inData, size_t inSize, size_t inCapacity) noexcept
+        : mData(inData), mSize(inSize), mCapacity(inCapacity)
+    {
+    }
+    ~RecycledMemory();
+    RecycledMemory(const RecycledMemory&) = delete;
+    RecycledMemory& operator=(const RecycledMemory&) = delete;
+
+    uint8_t* GetData() const noexcept { return mData; }
     size_t GetSize() const noexcept { return mSize; }
     // Gives up the tail of the block: a writer that filled less than it asked for says so here.
     void Shrink(size_t inSize) noexcept
@@ -25,14 +35,10 @@ public:
             mSize = inSize;
     }
 
-    explicit RecycledMemory(std::unique_ptr<uint8_t[]> inData, size_t inSize) noexcept
-        : mData(std::move(inData)), mSize(inSize)
-    {
-    }
-
 private:
-    std::unique_ptr<uint8_t[]> mData;
+    uint8_t* mData;
     size_t mSize;
+    size_t mCapacity;
 };
 
 // The allocator behind objects handed out through interface references.
