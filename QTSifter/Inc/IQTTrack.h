@@ -106,7 +106,8 @@ public:
     virtual bool HasIdentityTransform() = 0;
     virtual bool HasUnscaledTransform() = 0;
     virtual bool HasRightAngleTransform() = 0;
-    // Quarter turns clockwise, 0 to 3.
+    // The quarter turn of the track matrix, 0 to 3: 1 for (a, b, c, d) = (0, -1, 1, 0), 2 for a half
+    // turn, 3 for (0, 1, -1, 0); 0 for any other matrix.
     virtual uint32_t GetTrackRotation() = 0;
 };
 
