@@ -4,10 +4,14 @@ include(CMakePackageConfigHelpers)
 set(QTSIFTER_PUBLIC_HEADERS
     QTSifter/Inc/IQTMovie.h
     QTSifter/Inc/IQTSifter.h
+    QTSifter/Inc/IQTTrack.h
     QTSifter/Inc/QTExport.h
     QTSifter/Inc/QTFileProvider.h
     QTSifter/Inc/QTFourCC.h
+    QTSifter/Inc/QTMetadata.h
+    QTSifter/Inc/QTRect.h
     QTSifter/Inc/QTResultCodes.h
+    QTSifter/Inc/QTVideo.h
 )
 install(FILES ${QTSIFTER_PUBLIC_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/QTSifter)
 install(FILES

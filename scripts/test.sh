@@ -1,0 +1,57 @@
+#!/usr/bin/env bash
+# Everything a change must pass: a plain build with all tests, the same under AddressSanitizer
+# and UndefinedBehaviorSanitizer, and a minute of fuzzing from the seed corpus.
+# Usage: scripts/test.sh
+# Builds in build-test, build-sanitize and build-fuzz in the repository; BUILD_PREFIX replaces
+# "<repository>/build" in those names, FUZZ_SECONDS the minute of fuzzing, JOBS the parallelism.
+set -uo pipefail
+
+repo="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+jobs="${JOBS:-2}"
+fuzz_seconds="${FUZZ_SECONDS:-60}"
+prefix="${BUILD_PREFIX:-$repo/build}"
+logs="$prefix-logs"
+mkdir -p "$logs"
+
+bash "$repo/scripts/setup.sh" || { echo "test.sh: setup failed" >&2; exit 1; }
+
+summary=()
+failed=0
+
+# Runs one stage, keeping its log and how long it took.
+stage() {
+    local name="$1"
+    shift
+    local start=$SECONDS
+    echo "=== $name"
+    if "$@" 2>&1 | tee "$logs/$name.log"; then
+        summary+=("$name: passed in $((SECONDS - start)) s")
+    else
+        summary+=("$name: FAILED after $((SECONDS - start)) s (log: $logs/$name.log)")
+        failed=1
+    fi
+    # ctest's own summary of the stage, when it got that far.
+    local line
+    while IFS= read -r line; do
+        summary+=("    $line")
+    done < <(grep -E "tests passed|tests failed out of|Total Test time|The following tests|^\s+[0-9]+ - " \
+        "$logs/$name.log")
+}
+
+build_and_test() {
+    local build="$1"
+    shift
+    # Debug compiles fastest; the tests need no optimiser, and the sample and benchmark builds have one.
+    cmake -S "$repo" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug "$@" &&
+        cmake --build "$build" -j "$jobs" &&
+        ctest --test-dir "$build" --output-on-failure -j "$jobs"
+}
+
+stage plain build_and_test "$prefix-test"
+stage sanitize build_and_test "$prefix-sanitize" -DQTSIFTER_SANITIZE=ON
+stage fuzz bash "$repo/fuzz/run.sh" "$fuzz_seconds" "$prefix-fuzz"
+
+echo
+echo "=== summary"
+printf '%s\n' "${summary[@]}"
+exit "$failed"

@@ -1,0 +1,111 @@
+// Writes a handful of small movies made by the atom builder into a folder: seeds for the fuzzer
+// and known files for tests that run outside GoogleTest.
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include <zlib.h>
+
+#include "AtomBuilder.h"
+
+using namespace qttest;
+
+namespace
+{
+
+Atom UserData()
+{
+    Atom udta("udta");
+    // Octal escapes: a hex escape would swallow the letters that follow.
+    udta.Child(Atom("\251nam").Text("Seed")).Child(Atom("\251day").Text("2024"));
+    return udta;
+}
+
+Atom UuidAtom()
+{
+    Atom uuid("uuid");
+    for (uint8_t byte = 0; byte < 16; ++byte)
+        uuid.U8(uint8_t(0xA0 + byte));
+    return uuid.Text("payload");
+}
+
+// Video, sound and timecode tracks, with user data, a uuid child and free atoms to compact away.
+Atom RichMoov()
+{
+    TrackSpec video;
+    video.timeToSample = {{2, 100}, {1, 200}};
+    TrackSpec sound;
+    sound.handler = Code("soun");
+    sound.mediaTimeScale = 48000;
+    sound.mediaDuration = 48000;
+    sound.width = 0;
+    sound.height = 0;
+    sound.timeToSample = {{48000, 1}};
+    TrackSpec timecode;
+    timecode.handler = Code("tmcd");
+    timecode.timeToSample = {{1, 1000}};
+
+    Atom edited("trak");
+    edited.Children({Tkhd(video), Atom("edts").Child(Elst({{1000, 0, 0x10000}})), Free(4), Mdia(video)});
+    Atom moov("moov");
+    moov.Children(
+        {Mvhd(600, 1000, 100), Free(12), edited, Trak(sound), Trak(timecode), UserData(), UuidAtom()});
+    return moov;
+}
+
+bool Write(const std::filesystem::path& inPath, const Bytes& inBytes)
+{
+    std::ofstream out(inPath, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(inBytes.data()), std::streamsize(inBytes.size()));
+    return bool(out);
+}
+
+// moov holding only cmov: the zlib stream of a whole moov behind its expanded size.
+Bytes CompressedMovie(const Bytes& inMoov)
+{
+    uLongf length = compressBound(uLong(inMoov.size()));
+    Bytes packed(length);
+    if (compress2(packed.data(), &length, inMoov.data(), uLong(inMoov.size()), 9) != Z_OK)
+        return {};
+    packed.resize(length);
+    Atom cmvd("cmvd");
+    cmvd.U32(uint32_t(inMoov.size())).Raw(packed);
+    Atom cmov("cmov");
+    cmov.Children({Atom("dcom").Type("zlib"), cmvd});
+    return Build({Ftyp(), Atom("moov").Child(cmov), Mdat()});
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc != 2)
+    {
+        std::fprintf(stderr, "usage: %s FOLDER\n", argv[0]);
+        return 2;
+    }
+    const std::filesystem::path folder = argv[1];
+    std::filesystem::create_directories(folder);
+
+    Atom header64("moov");
+    header64.Children({Mvhd64(90000, 0x100000000ull, 0), Trak(TrackSpec{})});
+    Atom moovFirst = RichMoov();
+
+    const std::pair<const char*, Bytes> movies[] = {
+        {"builder-simple.mov", SimpleMovie()},
+        {"builder-rich.mov", Build({Ftyp(), RichMoov(), Mdat()})},
+        {"builder-header64.mov", Build({Ftyp(), header64, Mdat()})},
+        {"builder-moov-first.mov", Build({Free(8), moovFirst, Atom("mdat").Zeros(32).Extended()})},
+        {"builder-compressed.mov", CompressedMovie(RichMoov().Build())},
+    };
+    for (const auto& [name, bytes] : movies)
+    {
+        if (bytes.empty() || !Write(folder / name, bytes))
+        {
+            std::fprintf(stderr, "cannot write %s\n", (folder / name).string().c_str());
+            return 1;
+        }
+    }
+    return 0;
+}
