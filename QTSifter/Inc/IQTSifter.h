@@ -17,7 +17,8 @@ class QTSIFTER_INTERFACE IQTSifter : public tenacore::classref::Unknown
 {
 public:
     // Opens inPath and loads its movie. 0, or a result code; outMovie is set only on success.
-    virtual uint32_t MakeMovie(std::u16string inPath, tenacore::classref::InterfaceRef<IQTMovie>& outMovie) = 0;
+    virtual uint32_t MakeMovie(std::u16string inPath,
+                               tenacore::classref::InterfaceRef<IQTMovie>& outMovie) = 0;
 
     // As MakeMovie, reading through inProvider when it is given and ready, then locates the first
     // top-level atom of inAtomType. Not finding it is no failure: outFound says.

@@ -64,14 +64,17 @@ public:
     // The clap fractions: aperture width, aperture height, horizontal and vertical offset.
     virtual uint32_t GetVideoMediaCleanAperture(int32_t inIndex, uint32_t& outWidthN, uint32_t& outWidthD,
                                                 uint32_t& outHeightN, uint32_t& outHeightD,
-                                                uint32_t& outHorizontalOffsetN, uint32_t& outHorizontalOffsetD,
-                                                uint32_t& outVerticalOffsetN, uint32_t& outVerticalOffsetD) = 0;
-    virtual uint32_t GetVideoMediaPixelAspect(int32_t inIndex, uint32_t& outHorizontal, uint32_t& outVertical) = 0;
+                                                uint32_t& outHorizontalOffsetN,
+                                                uint32_t& outHorizontalOffsetD, uint32_t& outVerticalOffsetN,
+                                                uint32_t& outVerticalOffsetD) = 0;
+    virtual uint32_t GetVideoMediaPixelAspect(int32_t inIndex, uint32_t& outHorizontal,
+                                              uint32_t& outVertical) = 0;
     virtual uint32_t GetVideoMediaCodecName(int32_t inIndex, std::u16string& outName) = 0;
     virtual uint32_t GetVideoMediaQuality(int32_t inIndex, uint32_t& outTemporal, uint32_t& outSpatial) = 0;
-    virtual uint32_t GetVideoMediaFieldInfo(int32_t inIndex, uint8_t& outFieldCount, uint8_t& outFieldOrdering) = 0;
-    virtual uint32_t GetVideoMediaColorInfo(int32_t inIndex, uint32_t& outPrimaries, uint32_t& outTransferFunction,
-                                            uint32_t& outMatrix) = 0;
+    virtual uint32_t GetVideoMediaFieldInfo(int32_t inIndex, uint8_t& outFieldCount,
+                                            uint8_t& outFieldOrdering) = 0;
+    virtual uint32_t GetVideoMediaColorInfo(int32_t inIndex, uint32_t& outPrimaries,
+                                            uint32_t& outTransferFunction, uint32_t& outMatrix) = 0;
     // The payload of extension atom inType, in file byte order.
     virtual uint32_t GetVideoMediaArbitraryImageDescriptionExtensionAsBinary(int32_t inIndex, uint32_t inType,
                                                                              MK::BinaryData& outData) = 0;
@@ -79,14 +82,16 @@ public:
     virtual uint32_t GetVideoMediaImageDescriptionAsBinary(int32_t inIndex, MK::BinaryData& outData) = 0;
     // The whole description with its header and the pasp, clap and colr payloads in host byte order;
     // the extension atoms' own sizes and types stay big-endian.
-    virtual uint32_t GetVideoMediaImageDescriptionAsPlatformBinary(int32_t inIndex, MK::BinaryData& outData) = 0;
+    virtual uint32_t GetVideoMediaImageDescriptionAsPlatformBinary(int32_t inIndex,
+                                                                   MK::BinaryData& outData) = 0;
 
     // Each video sample's offset, size, time and sync state, appended to outSamples, trimmed to the
     // edit unless inIgnoreEdits; at most inMaxSamples records are kept.
     virtual uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t inMaxSamples,
                                           std::vector<VideoSampleRecord>& outSamples,
                                           bool* outHasVariableDuration) = 0;
-    virtual uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, std::vector<VideoSampleRecord>& outSamples,
+    virtual uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits,
+                                          std::vector<VideoSampleRecord>& outSamples,
                                           bool* outHasVariableDuration) = 0;
     // Whether some samples are not sync samples.
     virtual bool VideoTrackContainsDeltaFrames() = 0;

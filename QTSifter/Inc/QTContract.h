@@ -25,11 +25,11 @@ void ReportContractViolation(const ContractSite& inSite, const std::string& inMe
 
 // Checks a caller's contract: reports and then throws when inCondition fails. The condition is
 // evaluated afresh at each stage, as a handler may have changed what it reads.
-#define QT_REQUIRE(inSite, inCondition)                                                                       \
-    do                                                                                                         \
-    {                                                                                                          \
-        if (!(inCondition))                                                                                    \
-            ::QT::ReportContractViolation(inSite);                                                            \
-        if (!(inCondition))                                                                                    \
-            ::QT::ThrowContractViolation();                                                                    \
+#define QT_REQUIRE(inSite, inCondition)                                                                      \
+    do                                                                                                       \
+    {                                                                                                        \
+        if (!(inCondition))                                                                                  \
+            ::QT::ReportContractViolation(inSite);                                                           \
+        if (!(inCondition))                                                                                  \
+            ::QT::ThrowContractViolation();                                                                  \
     } while (false)

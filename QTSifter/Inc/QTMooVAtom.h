@@ -25,27 +25,27 @@ struct UserDataItem
 // behind the atom's start; an atom pointer at its size word. Any of them may be null.
 struct TrackItem
 {
-    const uint8_t* tkhd = nullptr;           // payload
-    std::vector<const uint8_t*> editList;    // one per kept elst entry, 12 bytes each
-    const uint8_t* clef = nullptr;           // atom
-    const uint8_t* prof = nullptr;           // atom
-    const uint8_t* enof = nullptr;           // atom
-    const uint8_t* mdhd = nullptr;           // payload
-    const uint8_t* mdhd64 = nullptr;         // payload, version 1 only
-    const uint8_t* hdlr = nullptr;           // payload
+    const uint8_t* tkhd = nullptr;            // payload
+    std::vector<const uint8_t*> editList;     // one per kept elst entry, 12 bytes each
+    const uint8_t* clef = nullptr;            // atom
+    const uint8_t* prof = nullptr;            // atom
+    const uint8_t* enof = nullptr;            // atom
+    const uint8_t* mdhd = nullptr;            // payload
+    const uint8_t* mdhd64 = nullptr;          // payload, version 1 only
+    const uint8_t* hdlr = nullptr;            // payload
     const uint8_t* mediaInfoHeader = nullptr; // atom
-    const uint8_t* dinf = nullptr;           // atom
-    const uint8_t* stsd = nullptr;           // atom
-    const uint8_t* stts = nullptr;           // atom
-    const uint8_t* stss = nullptr;           // atom
-    const uint8_t* stps = nullptr;           // atom
-    const uint8_t* stsc = nullptr;           // atom
-    const uint8_t* stco = nullptr;           // atom
-    const uint8_t* co64 = nullptr;           // atom
-    const uint8_t* stsz = nullptr;           // atom
-    const uint8_t* sdtp = nullptr;           // atom
-    const uint8_t* ctts = nullptr;           // atom
-    std::vector<UserDataItem> userData;      // stays empty in every stored item
+    const uint8_t* dinf = nullptr;            // atom
+    const uint8_t* stsd = nullptr;            // atom
+    const uint8_t* stts = nullptr;            // atom
+    const uint8_t* stss = nullptr;            // atom
+    const uint8_t* stps = nullptr;            // atom
+    const uint8_t* stsc = nullptr;            // atom
+    const uint8_t* stco = nullptr;            // atom
+    const uint8_t* co64 = nullptr;            // atom
+    const uint8_t* stsz = nullptr;            // atom
+    const uint8_t* sdtp = nullptr;            // atom
+    const uint8_t* ctts = nullptr;            // atom
+    std::vector<UserDataItem> userData;       // stays empty in every stored item
 };
 
 } // namespace QT

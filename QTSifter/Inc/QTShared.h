@@ -28,8 +28,14 @@ public:
     {
         return inOffset <= mReadable && inWidth <= mReadable - inOffset;
     }
-    uint32_t U32(uint64_t inOffset) const noexcept { return Has(inOffset, 4) ? BE::U32(mAtom + inOffset) : 0; }
-    uint64_t U64(uint64_t inOffset) const noexcept { return Has(inOffset, 8) ? BE::U64(mAtom + inOffset) : 0; }
+    uint32_t U32(uint64_t inOffset) const noexcept
+    {
+        return Has(inOffset, 4) ? BE::U32(mAtom + inOffset) : 0;
+    }
+    uint64_t U64(uint64_t inOffset) const noexcept
+    {
+        return Has(inOffset, 8) ? BE::U64(mAtom + inOffset) : 0;
+    }
 
     // The entry count at byte 12, as the file states it; 0 for an absent or cut atom.
     uint32_t StatedCount() const noexcept { return U32(12); }
@@ -71,7 +77,8 @@ public:
     uint64_t GetEntry(uint32_t inEntryIdx) const
     {
         if (inEntryIdx < mEntryCount) [[likely]]
-            return mIs64Bit ? mTable.U64(16 + 8 * uint64_t(inEntryIdx)) : mTable.U32(16 + 4 * uint64_t(inEntryIdx));
+            return mIs64Bit ? mTable.U64(16 + 8 * uint64_t(inEntryIdx))
+                            : mTable.U32(16 + 4 * uint64_t(inEntryIdx));
         return ReportInvalidEntry();
     }
 
@@ -108,10 +115,10 @@ private:
 // Where one sample lies by the sample-to-chunk table.
 struct ChunkPlace
 {
-    uint32_t chunkIndex = 0;        // 0-based
-    uint32_t runFirstSample = 0;    // first sample of the run that holds the chunk
-    uint32_t samplesPerChunk = 0;   // as in force for this sample
-    uint32_t positionInChunk = 0;   // samples before this one in its chunk
+    uint32_t chunkIndex = 0;      // 0-based
+    uint32_t runFirstSample = 0;  // first sample of the run that holds the chunk
+    uint32_t samplesPerChunk = 0; // as in force for this sample
+    uint32_t positionInChunk = 0; // samples before this one in its chunk
 };
 
 // The sample-to-chunk cursor of a pass over samples in increasing order. At most two runs are
@@ -212,7 +219,6 @@ bool OffsetInChunk(uint32_t inSample, const ChunkPlace& inPlace, const SampleSiz
 // sample's offset is its chunk's.
 bool IsOneSamplePerChunk(const SampleSizeTable& inSizes, const TableAtom& inStsc, uint32_t inChunkCount,
                          uint32_t inSampleCount);
-
 
 // The per-sample steps of a pass stand here so that the pass inlines them; what is rare stays out
 // of line.

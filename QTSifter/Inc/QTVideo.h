@@ -9,7 +9,7 @@ namespace QT
 struct VideoSampleRecord
 {
     uint64_t fileOffset = 0;
-    uint32_t duration = 0; // media ticks, after trimming by the edit
+    uint32_t duration = 0;  // media ticks, after trimming by the edit
     uint64_t startTime = 0; // media ticks from the first record kept
     uint32_t size = 0;
     bool isSync = false;

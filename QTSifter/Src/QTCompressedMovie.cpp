@@ -68,8 +68,8 @@ QTSifter::Expansion QTSifter::ExpandCompressedMovie(uint32_t& ioPos)
         return {};
 
     auto expanded = std::make_shared<QTMooVAtom>();
-    expanded->buffer = tenacore::allocator::RecycledMemory::Create(
-        ExpansionBufferSize(statedSize, compressed.length - 4));
+    expanded->buffer =
+        tenacore::allocator::RecycledMemory::Create(ExpansionBufferSize(statedSize, compressed.length - 4));
     if (!expanded->buffer)
         return {};
     uLongf expandedLength = uLongf(expanded->buffer->GetSize());

@@ -20,9 +20,10 @@ void ReportContractViolation(const ContractSite& inSite, const std::string& inMe
 void ThrowContractViolation()
 {
     const tenacore::config::ReplacementValue none;
-    tenacore::config::ThrowError(
-        0, "$$$/tenacore/utility/Error/Contract/InputContractViolation=An input contract violation has occurred!",
-        105, 25, true, none, none, none, none);
+    tenacore::config::ThrowError(0,
+                                 "$$$/tenacore/utility/Error/Contract/InputContractViolation=An input "
+                                 "contract violation has occurred!",
+                                 105, 25, true, none, none, none, none);
 }
 
 } // namespace QT

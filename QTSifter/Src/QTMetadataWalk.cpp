@@ -38,10 +38,17 @@ bool ReadInteger(const uint8_t* inBytes, int64_t inLength, bool inSigned, uint32
 {
     switch (inLength)
     {
-    case 1: outValue = inSigned ? uint32_t(int32_t(int8_t(inBytes[0]))) : inBytes[0]; return true;
-    case 2: outValue = inSigned ? uint32_t(int32_t(BE::I16(inBytes))) : BE::U16(inBytes); return true;
-    case 4: outValue = BE::U32(inBytes); return true;
-    default: return false;
+    case 1:
+        outValue = inSigned ? uint32_t(int32_t(int8_t(inBytes[0]))) : inBytes[0];
+        return true;
+    case 2:
+        outValue = inSigned ? uint32_t(int32_t(BE::I16(inBytes))) : BE::U16(inBytes);
+        return true;
+    case 4:
+        outValue = BE::U32(inBytes);
+        return true;
+    default:
+        return false;
     }
 }
 
@@ -55,8 +62,12 @@ bool DecodeValue(const ByteRange& inBuffer, const uint8_t* inPayload, int64_t in
     outValue.typeCode = inCode;
     switch (inCode)
     {
-    case kMetadataBinary: outValue.value = MK::BinaryData(inPayload, length); return true;
-    case kMetadataUTF8: outValue.value = std::string(reinterpret_cast<const char*>(inPayload), length); return true;
+    case kMetadataBinary:
+        outValue.value = MK::BinaryData(inPayload, length);
+        return true;
+    case kMetadataUTF8:
+        outValue.value = std::string(reinterpret_cast<const char*>(inPayload), length);
+        return true;
     case kMetadataWideText:
         outValue.value = tenacore::string::AsciiToUTF16(reinterpret_cast<const char*>(inPayload), length);
         return true;
@@ -90,7 +101,8 @@ bool DecodeValue(const ByteRange& inBuffer, const uint8_t* inPayload, int64_t in
         outValue.value = value;
         return true;
     }
-    default: return false;
+    default:
+        return false;
     }
 }
 
@@ -134,7 +146,8 @@ void QTSifter::ParseTaggedItems(const uint8_t* inBuffer, uint64_t inStart, uint6
             }
             if (BE::I32(at + 16) == kMetadataUTF8)
                 metadataItems.insert(
-                    {key, {kMetadataUTF8, std::string(reinterpret_cast<const char*>(at + 24), size_t(payload))}});
+                    {key,
+                     {kMetadataUTF8, std::string(reinterpret_cast<const char*>(at + 24), size_t(payload))}});
         }
         item += size;
     }

@@ -18,9 +18,9 @@ constexpr QT::ContractSite kGetUserDataSite{"QTSifter/Src/QTMooVAtom", 138, "QTM
 
 } // namespace
 
-void QTMooVAtom::Adopt(const uint8_t* inMvhd, const uint8_t* inMvhd64, std::vector<QT::TrackItem> inTrackItems,
-                       std::vector<QT::UserDataItem> inUserData, QT::MetadataMap inMetadataItems,
-                       QT::MetadataMap inMetadataKeys)
+void QTMooVAtom::Adopt(const uint8_t* inMvhd, const uint8_t* inMvhd64,
+                       std::vector<QT::TrackItem> inTrackItems, std::vector<QT::UserDataItem> inUserData,
+                       QT::MetadataMap inMetadataItems, QT::MetadataMap inMetadataKeys)
 {
     metadataItems = std::move(inMetadataItems);
     metadataKeys = std::move(inMetadataKeys);
@@ -56,9 +56,9 @@ void QTMooVAtom::GetUserData(uint64_t inIndex, MK::BinaryData& outData, uint32_t
 
 bool QTMooVAtom::FindUserData(uint32_t inType, MK::BinaryData& outData) const
 {
-    auto found = std::find_if(userData.begin(), userData.end(), [inType](const QT::UserDataItem& inItem) {
-        return inItem.type == inType && inItem.size != 0;
-    });
+    auto found = std::find_if(userData.begin(), userData.end(),
+                              [inType](const QT::UserDataItem& inItem)
+                              { return inItem.type == inType && inItem.size != 0; });
     if (found == userData.end())
         return false;
     outData = MK::BinaryData(found->data, found->size);
@@ -82,8 +82,8 @@ uint32_t QTMooVAtom::GetMovieChildAtom(uint32_t inType, MK::BinaryData& outData)
     return QT::kQTErrNotFound;
 }
 
-void QTMooVAtom::GetUUIDAtom(std::shared_ptr<RecycledMemory>& outBuffer, const std::array<uint8_t, 16>& inUUID,
-                             bool inStripHeader) const
+void QTMooVAtom::GetUUIDAtom(std::shared_ptr<RecycledMemory>& outBuffer,
+                             const std::array<uint8_t, 16>& inUUID, bool inStripHeader) const
 {
     const uint8_t* data = Data();
     QT::AtomHeader atom;

@@ -74,7 +74,8 @@ bool QTMovie::IsVersion1() const
 
 uint32_t QTMovie::GetMovieTimeScale()
 {
-    return IsVersion1() ? mooVAtom->Bytes().U32Or0(mooVAtom->mvhd64, 28) : mooVAtom->Bytes().U32Or0(mooVAtom->mvhd, 20);
+    return IsVersion1() ? mooVAtom->Bytes().U32Or0(mooVAtom->mvhd64, 28)
+                        : mooVAtom->Bytes().U32Or0(mooVAtom->mvhd, 20);
 }
 
 int64_t QTMovie::GetMovieDuration()

@@ -21,7 +21,8 @@ bool IsCompactedContainer(uint32_t inType)
 class Compaction
 {
 public:
-    Compaction(uint8_t* ioWork, uint32_t inSize, LoadRoute inRoute) : mWork(ioWork), mSize(inSize), mRoute(inRoute)
+    Compaction(uint8_t* ioWork, uint32_t inSize, LoadRoute inRoute)
+        : mWork(ioWork), mSize(inSize), mRoute(inRoute)
     {
     }
 

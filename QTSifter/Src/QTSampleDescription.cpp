@@ -51,7 +51,8 @@ const uint8_t* QTTrack::GetSampleDescription(const uint8_t* inStsd, int32_t inIn
     for (uint32_t position = 0;; ++position)
     {
         // An entry whose size word lies outside the buffer is as corrupt as one that overruns.
-        if (offset < 0 || !bytes.Contains(inStsd, uint64_t(offset), 4) || BE::U32(inStsd + offset) > remaining)
+        if (offset < 0 || !bytes.Contains(inStsd, uint64_t(offset), 4) ||
+            BE::U32(inStsd + offset) > remaining)
         {
             TraceMalformed(gCorruptTableSite, "stsd table is corrupt. Returning...");
             return nullptr;

@@ -31,8 +31,8 @@ void* QTSifter::QueryInterface(std::string_view inName)
 
 uint32_t QTSifter::OpenFile(KSL::File& ioFile, const std::u16string& inPath, uint32_t inShare)
 {
-    if (ioFile.Create(inPath, kReadAccess, inShare, KSL::File::kOpenExisting, KSL::File::kAttributeNormal, false) <
-        0)
+    if (ioFile.Create(inPath, kReadAccess, inShare, KSL::File::kOpenExisting, KSL::File::kAttributeNormal,
+                      false) < 0)
         return kQTErrOpenFailed;
     const int64_t size = ioFile.SizeOnDisk();
     fileSize = size < 0 ? 0 : uint64_t(size);

@@ -19,9 +19,10 @@ public:
     void* QueryInterface(std::string_view inName) override;
 
     uint32_t MakeMovie(std::u16string inPath, tenacore::classref::InterfaceRef<IQTMovie>& outMovie) override;
-    uint32_t MakeMovieAndLocateAtom(std::u16string inPath, tenacore::classref::InterfaceRef<IQTMovie>& outMovie,
-                                    uint32_t inAtomType, bool& outFound, uint64_t& outAtomOffset,
-                                    uint64_t& outAtomSize, QTFileProvider* inProvider) override;
+    uint32_t MakeMovieAndLocateAtom(std::u16string inPath,
+                                    tenacore::classref::InterfaceRef<IQTMovie>& outMovie, uint32_t inAtomType,
+                                    bool& outFound, uint64_t& outAtomOffset, uint64_t& outAtomSize,
+                                    QTFileProvider* inProvider) override;
 
     // Loading the movie atom (one route over a file, one over the provider).
     uint32_t LoadMovieAtomFromFile(KSL::File& inFile);

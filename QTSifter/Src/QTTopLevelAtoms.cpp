@@ -18,8 +18,8 @@ constexpr uint64_t kMaxSignedSize = uint64_t(std::numeric_limits<int64_t>::max()
 // Turns a size word into the atom's whole size. inReadExtended fetches the 8-byte field.
 // An extended size below 16 cannot hold its own header; taking it would stall or crawl the scan.
 template <class ReadExtended>
-uint32_t ResolveAtomSize(uint32_t inSizeWord, uint64_t inPos, uint64_t inFileSize, ReadExtended inReadExtended,
-                         int64_t& outSize)
+uint32_t ResolveAtomSize(uint32_t inSizeWord, uint64_t inPos, uint64_t inFileSize,
+                         ReadExtended inReadExtended, int64_t& outSize)
 {
     if (inSizeWord == 0)
     {
@@ -53,8 +53,8 @@ uint32_t ReadFileExactly(KSL::File& inFile, uint8_t* outBytes, uint32_t inCount)
 
 // One ReadAt of exactly inCount bytes. A short delivery would leave the rest of the bytes
 // unknown, so it fails like an empty one.
-uint32_t ReadProviderExactly(const QTFileProvider& inProvider, void* inHandle, uint64_t inOffset, uint32_t inCount,
-                             uint8_t*& outBytes, uint64_t& delivered)
+uint32_t ReadProviderExactly(const QTFileProvider& inProvider, void* inHandle, uint64_t inOffset,
+                             uint32_t inCount, uint8_t*& outBytes, uint64_t& delivered)
 {
     delivered = 0;
     outBytes = nullptr;
@@ -104,7 +104,8 @@ uint32_t ReadProviderAtomHeader(const QTFileProvider& inProvider, uint64_t inPos
     const uint32_t sizeWord = BE::U32(header);
     // The extended field is asked for behind what the first read delivered.
     const uint64_t extendedPos = inPos + delivered;
-    auto readExtended = [&](uint8_t* outBytes) {
+    auto readExtended = [&](uint8_t* outBytes)
+    {
         uint8_t* extended = nullptr;
         uint64_t extendedDelivered = 0;
         const uint32_t readStatus =

@@ -25,6 +25,7 @@ uint32_t ReadProviderAtomHeader(const QTFileProvider& inProvider, uint64_t inPos
 
 // The scans for moov over each route.
 uint32_t FindMovieAtomInFile(KSL::File& inFile, uint64_t inFileSize, TopLevelAtom& outMoov);
-uint32_t FindMovieAtomInProvider(const QTFileProvider& inProvider, uint64_t inFileSize, TopLevelAtom& outMoov);
+uint32_t FindMovieAtomInProvider(const QTFileProvider& inProvider, uint64_t inFileSize,
+                                 TopLevelAtom& outMoov);
 
 } // namespace QT

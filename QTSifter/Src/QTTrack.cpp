@@ -36,9 +36,12 @@ uint32_t QTTrack::GetTrackMediaType()
     case kTextMediaType:
     case kMetadataMediaType:
     case kCaptionMediaType:
-    case kAuxiliaryVideoMediaType: return subtype;
-    case kTimecode64MediaType: return kTimecodeMediaType;
-    default: return kUnknownMediaType;
+    case kAuxiliaryVideoMediaType:
+        return subtype;
+    case kTimecode64MediaType:
+        return kTimecodeMediaType;
+    default:
+        return kUnknownMediaType;
     }
 }
 

@@ -44,13 +44,15 @@ public:
     int32_t GetVideoMediaHeight(int32_t inIndex) override;
     uint16_t GetVideoMediaDepth(int32_t inIndex) override;
     uint32_t GetVideoMediaCleanAperture(int32_t inIndex, uint32_t& outWidthN, uint32_t& outWidthD,
-                                        uint32_t& outHeightN, uint32_t& outHeightD, uint32_t& outHorizontalOffsetN,
-                                        uint32_t& outHorizontalOffsetD, uint32_t& outVerticalOffsetN,
-                                        uint32_t& outVerticalOffsetD) override;
-    uint32_t GetVideoMediaPixelAspect(int32_t inIndex, uint32_t& outHorizontal, uint32_t& outVertical) override;
+                                        uint32_t& outHeightN, uint32_t& outHeightD,
+                                        uint32_t& outHorizontalOffsetN, uint32_t& outHorizontalOffsetD,
+                                        uint32_t& outVerticalOffsetN, uint32_t& outVerticalOffsetD) override;
+    uint32_t GetVideoMediaPixelAspect(int32_t inIndex, uint32_t& outHorizontal,
+                                      uint32_t& outVertical) override;
     uint32_t GetVideoMediaCodecName(int32_t inIndex, std::u16string& outName) override;
     uint32_t GetVideoMediaQuality(int32_t inIndex, uint32_t& outTemporal, uint32_t& outSpatial) override;
-    uint32_t GetVideoMediaFieldInfo(int32_t inIndex, uint8_t& outFieldCount, uint8_t& outFieldOrdering) override;
+    uint32_t GetVideoMediaFieldInfo(int32_t inIndex, uint8_t& outFieldCount,
+                                    uint8_t& outFieldOrdering) override;
     uint32_t GetVideoMediaColorInfo(int32_t inIndex, uint32_t& outPrimaries, uint32_t& outTransferFunction,
                                     uint32_t& outMatrix) override;
     uint32_t GetVideoMediaArbitraryImageDescriptionExtensionAsBinary(int32_t inIndex, uint32_t inType,
@@ -58,7 +60,8 @@ public:
     uint32_t GetVideoMediaImageDescriptionAsBinary(int32_t inIndex, MK::BinaryData& outData) override;
     uint32_t GetVideoMediaImageDescriptionAsPlatformBinary(int32_t inIndex, MK::BinaryData& outData) override;
     uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t inMaxSamples,
-                                  std::vector<VideoSampleRecord>& outSamples, bool* outHasVariableDuration) override;
+                                  std::vector<VideoSampleRecord>& outSamples,
+                                  bool* outHasVariableDuration) override;
     uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, std::vector<VideoSampleRecord>& outSamples,
                                   bool* outHasVariableDuration) override;
     bool VideoTrackContainsDeltaFrames() override;

@@ -172,10 +172,14 @@ bool QTTrack::IsEditListSupported(bool inRequireUnitRate)
     const std::vector<const uint8_t*>& edits = Item().editList;
     switch (edits.size())
     {
-    case 0: return true;
-    case 1: return !inRequireUnitRate || BE::U32(edits[0] + 8) == 0x10000;
-    case 2: return BE::U32(edits[0]) + BE::U32(edits[1]) == GetTrackDuration();
-    default: return false;
+    case 0:
+        return true;
+    case 1:
+        return !inRequireUnitRate || BE::U32(edits[0] + 8) == 0x10000;
+    case 2:
+        return BE::U32(edits[0]) + BE::U32(edits[1]) == GetTrackDuration();
+    default:
+        return false;
     }
 }
 

@@ -30,7 +30,8 @@ bool IsUnscaled(const Matrix& inM)
 
 bool Is(const Matrix& inM, uint32_t inA, uint32_t inB, uint32_t inC, uint32_t inD)
 {
-    return inM.a == inA && inM.b == inB && inM.u == 0 && inM.c == inC && inM.d == inD && inM.v == 0 && inM.w == kW;
+    return inM.a == inA && inM.b == inB && inM.u == 0 && inM.c == inC && inM.d == inD && inM.v == 0 &&
+           inM.w == kW;
 }
 
 } // namespace

@@ -12,7 +12,8 @@ namespace
 
 bool HasRequiredSampleTables(const TrackItem& inItem)
 {
-    return inItem.dinf && inItem.stsd && inItem.stts && inItem.stsc && inItem.stsz && (inItem.stco || inItem.co64);
+    return inItem.dinf && inItem.stsd && inItem.stts && inItem.stsc && inItem.stsz &&
+           (inItem.stco || inItem.co64);
 }
 
 bool IsMediaInfoHeader(uint32_t inType)
@@ -25,17 +26,28 @@ const uint8_t** SampleTableSlot(TrackItem& ioItem, uint32_t inType)
 {
     switch (inType)
     {
-    case kStsdAtom: return &ioItem.stsd;
-    case kSttsAtom: return &ioItem.stts;
-    case kStssAtom: return &ioItem.stss;
-    case kStpsAtom: return &ioItem.stps;
-    case kStscAtom: return &ioItem.stsc;
-    case kStcoAtom: return &ioItem.stco;
-    case kCo64Atom: return &ioItem.co64;
-    case kStszAtom: return &ioItem.stsz;
-    case kSdtpAtom: return &ioItem.sdtp;
-    case kCttsAtom: return &ioItem.ctts;
-    default: return nullptr;
+    case kStsdAtom:
+        return &ioItem.stsd;
+    case kSttsAtom:
+        return &ioItem.stts;
+    case kStssAtom:
+        return &ioItem.stss;
+    case kStpsAtom:
+        return &ioItem.stps;
+    case kStscAtom:
+        return &ioItem.stsc;
+    case kStcoAtom:
+        return &ioItem.stco;
+    case kCo64Atom:
+        return &ioItem.co64;
+    case kStszAtom:
+        return &ioItem.stsz;
+    case kSdtpAtom:
+        return &ioItem.sdtp;
+    case kCttsAtom:
+        return &ioItem.ctts;
+    default:
+        return nullptr;
     }
 }
 
@@ -67,7 +79,10 @@ public:
     }
 
 private:
-    bool Valid(uint32_t inPos, AtomHeader& outAtom) const { return ReadValidAtom(mData, inPos, mLimit, outAtom); }
+    bool Valid(uint32_t inPos, AtomHeader& outAtom) const
+    {
+        return ReadValidAtom(mData, inPos, mLimit, outAtom);
+    }
 
     bool FindTrackHeader(uint32_t& ioPos, TrackItem& ioItem) const
     {
@@ -166,7 +181,8 @@ private:
     }
 
     // mdhd first in mdia, an optional elng, hdlr, and minf right behind it.
-    bool WalkMediaHeaders(uint32_t inMdiaPos, TrackItem& ioItem, uint32_t& outSubtype, uint32_t& outMinfPos) const
+    bool WalkMediaHeaders(uint32_t inMdiaPos, TrackItem& ioItem, uint32_t& outSubtype,
+                          uint32_t& outMinfPos) const
     {
         AtomHeader atom;
         uint32_t pos = inMdiaPos + 8;
@@ -201,7 +217,8 @@ private:
     {
         if (ioItem.editList.size() <= 1 || inSubtype == kCaptionMediaType)
             return;
-        std::erase_if(ioItem.editList, [](const uint8_t* inEntry) { return BE::U32(inEntry + 4) == 0xFFFFFFFF; });
+        std::erase_if(ioItem.editList,
+                      [](const uint8_t* inEntry) { return BE::U32(inEntry + 4) == 0xFFFFFFFF; });
     }
 
     bool WalkMediaInformation(uint32_t inMinfPos, TrackItem& ioItem, uint32_t& outEnd) const

@@ -21,7 +21,8 @@ bool IsKnownFieldOrdering(uint8_t inOrdering)
 void SwapBytes(std::vector<uint8_t>& ioBytes, size_t inOffset, size_t inWidth)
 {
     if (inOffset <= ioBytes.size() && inWidth <= ioBytes.size() - inOffset)
-        std::reverse(ioBytes.begin() + std::ptrdiff_t(inOffset), ioBytes.begin() + std::ptrdiff_t(inOffset + inWidth));
+        std::reverse(ioBytes.begin() + std::ptrdiff_t(inOffset),
+                     ioBytes.begin() + std::ptrdiff_t(inOffset + inWidth));
 }
 
 // Swaps inCount words of inWidth bytes from the payload of extension inType, when its atom has
@@ -67,7 +68,8 @@ bool QTTrack::IsVideoOrReport(const char* inFunction)
 {
     if (GetTrackMediaType() == kVideoMediaType)
         return true;
-    ReportContractViolation({"QTSifter/Src/QTTrack_Video", __LINE__, inFunction, "false"}, "Invalid Video Media Type");
+    ReportContractViolation({"QTSifter/Src/QTTrack_Video", __LINE__, inFunction, "false"},
+                            "Invalid Video Media Type");
     return false;
 }
 
@@ -132,8 +134,14 @@ uint32_t QTTrack::GetVideoMediaCleanAperture(int32_t inIndex, uint32_t& outWidth
     const uint8_t* clap = nullptr;
     if (!FindExtension(inIndex, FourCC("clap"), 40, 32, clap))
         return kQTErrNoSuchExtension;
-    uint32_t* outs[] = {&outWidthN, &outWidthD, &outHeightN, &outHeightD,
-                        &outHorizontalOffsetN, &outHorizontalOffsetD, &outVerticalOffsetN, &outVerticalOffsetD};
+    uint32_t* outs[] = {&outWidthN,
+                        &outWidthD,
+                        &outHeightN,
+                        &outHeightD,
+                        &outHorizontalOffsetN,
+                        &outHorizontalOffsetD,
+                        &outVerticalOffsetN,
+                        &outVerticalOffsetD};
     for (size_t i = 0; i < 8; ++i)
         *outs[i] = BE::U32(clap + 4 * i);
     return kQTSuccess;
@@ -198,8 +206,8 @@ uint32_t QTTrack::GetVideoMediaFieldInfo(int32_t inIndex, uint8_t& outFieldCount
     return kQTSuccess;
 }
 
-uint32_t QTTrack::GetVideoMediaColorInfo(int32_t inIndex, uint32_t& outPrimaries, uint32_t& outTransferFunction,
-                                         uint32_t& outMatrix)
+uint32_t QTTrack::GetVideoMediaColorInfo(int32_t inIndex, uint32_t& outPrimaries,
+                                         uint32_t& outTransferFunction, uint32_t& outMatrix)
 {
     if (!IsVideoOrReport("QT::QTTrack::GetVideoMediaColorInfo"))
         return kQTErrInvalid;

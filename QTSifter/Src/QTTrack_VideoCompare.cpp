@@ -20,7 +20,8 @@ bool SameFormat(const ByteRange& inBytes, const uint8_t* inA, const uint8_t* inB
     };
     for (const Field field : {Field{4, 4}, Field{32, 2}, Field{34, 2}, Field{82, 2}})
     {
-        if (!inBytes.Contains(inA, field.offset, field.width) || !inBytes.Contains(inB, field.offset, field.width) ||
+        if (!inBytes.Contains(inA, field.offset, field.width) ||
+            !inBytes.Contains(inB, field.offset, field.width) ||
             std::memcmp(inA + field.offset, inB + field.offset, field.width) != 0)
             return false;
     }

@@ -21,14 +21,16 @@ uint64_t Widened(uint32_t inDuration)
 
 } // namespace
 
-uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, std::vector<VideoSampleRecord>& outSamples,
+uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits,
+                                       std::vector<VideoSampleRecord>& outSamples,
                                        bool* outHasVariableDuration)
 {
     return MakeVideoSampleTable(inSort, inIgnoreEdits, 0xFFFFFFFF, outSamples, outHasVariableDuration);
 }
 
 uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t inMaxSamples,
-                                       std::vector<VideoSampleRecord>& outSamples, bool* outHasVariableDuration)
+                                       std::vector<VideoSampleRecord>& outSamples,
+                                       bool* outHasVariableDuration)
 {
     if (outHasVariableDuration)
         *outHasVariableDuration = false;
@@ -107,7 +109,8 @@ uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t
     }
     if (inSort)
         std::sort(outSamples.begin(), outSamples.end(),
-                  [](const VideoSampleRecord& inA, const VideoSampleRecord& inB) { return inA.startTime < inB.startTime; });
+                  [](const VideoSampleRecord& inA, const VideoSampleRecord& inB)
+                  { return inA.startTime < inB.startTime; });
     if (outHasVariableDuration)
         *outHasVariableDuration = variable;
     return outSamples.empty() ? kQTErrBadSampleTable : kQTSuccess;

@@ -91,7 +91,8 @@ struct Anchors
     uint32_t earlier = 0;
     uint32_t latest = 0;
 
-    void Apply(FrameClass inClass, uint32_t inDisplay, uint32_t inInRangeCount, VideoTemporalReference& ioRecord)
+    void Apply(FrameClass inClass, uint32_t inDisplay, uint32_t inInRangeCount,
+               VideoTemporalReference& ioRecord)
     {
         switch (inClass)
         {
@@ -113,7 +114,8 @@ struct Anchors
             ioRecord.backwardReference = Distance(inDisplay, earlier);
             ioRecord.forwardReference = Distance(inDisplay, latest);
             break;
-        case FrameClass::Invalid: break;
+        case FrameClass::Invalid:
+            break;
         }
     }
 };
@@ -142,7 +144,8 @@ bool QTTrack::VideoTrackContainsIndependentSamples()
     const int32_t count = int32_t(Bytes().U32Or0(sdtp, 0) - 8);
     if (count < 1)
         return false;
-    const size_t reachable = std::min<size_t>(size_t(count), Bytes().Available(sdtp) > 12 ? Bytes().Available(sdtp) - 12 : 0);
+    const size_t reachable =
+        std::min<size_t>(size_t(count), Bytes().Available(sdtp) > 12 ? Bytes().Available(sdtp) - 12 : 0);
     const uint8_t* flags = sdtp + 12;
     return std::any_of(flags, flags + reachable, [](uint8_t inFlags) { return (inFlags & 0x20) != 0; });
 }
@@ -150,7 +153,8 @@ bool QTTrack::VideoTrackContainsIndependentSamples()
 bool QTTrack::IsVideoSampleReferenced(uint32_t inSampleIndex)
 {
     const uint8_t* sdtp = Item().sdtp;
-    if (!sdtp || inSampleIndex >= Bytes().U32Or0(sdtp, 0) - 12 || !Bytes().Contains(sdtp, 12 + uint64_t(inSampleIndex), 1))
+    if (!sdtp || inSampleIndex >= Bytes().U32Or0(sdtp, 0) - 12 ||
+        !Bytes().Contains(sdtp, 12 + uint64_t(inSampleIndex), 1))
         return true;
     return (sdtp[12 + uint64_t(inSampleIndex)] & 0x08) == 0;
 }
@@ -207,7 +211,8 @@ uint32_t QTTrack::MakeVideoTemporalReferenceTable(std::vector<VideoTemporalRefer
             if (frameClass == FrameClass::Invalid)
             {
                 bad = true;
-                TraceLine(gInvalidDependencySite, "Found invalid sdtp atom data at frame ", displayIndices.size());
+                TraceLine(gInvalidDependencySite, "Found invalid sdtp atom data at frame ",
+                          displayIndices.size());
                 break;
             }
             anchors.Apply(frameClass, display, inRangeCount, outTable[display]);

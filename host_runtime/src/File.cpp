@@ -60,8 +60,8 @@ bool File::IsOpen() const noexcept
     return mHandle != INVALID_HANDLE_VALUE;
 }
 
-int32_t File::Create(const std::u16string& inPath, uint32_t inAccess, uint32_t inShare, uint32_t inDisposition,
-                     uint32_t inAttributes, bool)
+int32_t File::Create(const std::u16string& inPath, uint32_t inAccess, uint32_t inShare,
+                     uint32_t inDisposition, uint32_t inAttributes, bool)
 {
     NotifyCreate({inPath, inAccess, inShare, inDisposition, inAttributes});
     Close();
@@ -106,7 +106,9 @@ int32_t File::SetFilePointer(int64_t inOffset, uint32_t inOrigin)
         return kErrNotOpen;
     LARGE_INTEGER distance;
     distance.QuadPart = inOffset;
-    const DWORD method = inOrigin == kFromStart ? FILE_BEGIN : inOrigin == kFromCurrent ? FILE_CURRENT : FILE_END;
+    const DWORD method = inOrigin == kFromStart     ? FILE_BEGIN
+                         : inOrigin == kFromCurrent ? FILE_CURRENT
+                                                    : FILE_END;
     return SetFilePointerEx(static_cast<HANDLE>(mHandle), distance, nullptr, method) ? kOK : kErrIO;
 }
 
@@ -137,8 +139,8 @@ bool File::IsOpen() const noexcept
     return mDescriptor >= 0;
 }
 
-int32_t File::Create(const std::u16string& inPath, uint32_t inAccess, uint32_t inShare, uint32_t inDisposition,
-                     uint32_t inAttributes, bool)
+int32_t File::Create(const std::u16string& inPath, uint32_t inAccess, uint32_t inShare,
+                     uint32_t inDisposition, uint32_t inAttributes, bool)
 {
     NotifyCreate({inPath, inAccess, inShare, inDisposition, inAttributes});
     Close();

@@ -94,8 +94,8 @@ std::string GetTypeName(const std::type_info& inType)
     return inType.name();
 #else
     int status = 0;
-    std::unique_ptr<char, void (*)(void*)> demangled(abi::__cxa_demangle(inType.name(), nullptr, nullptr, &status),
-                                                    std::free);
+    std::unique_ptr<char, void (*)(void*)> demangled(
+        abi::__cxa_demangle(inType.name(), nullptr, nullptr, &status), std::free);
     return status == 0 && demangled ? std::string(demangled.get()) : std::string(inType.name());
 #endif
 }

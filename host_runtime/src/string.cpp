@@ -112,7 +112,8 @@ std::string Std8ToUTF8String(std::string_view inText)
         return {};
     const int units = MultiByteToWideChar(CP_ACP, 0, inText.data(), int(inText.size()), nullptr, 0);
     std::u16string wide(size_t(units), u'\0');
-    MultiByteToWideChar(CP_ACP, 0, inText.data(), int(inText.size()), reinterpret_cast<wchar_t*>(wide.data()), units);
+    MultiByteToWideChar(CP_ACP, 0, inText.data(), int(inText.size()), reinterpret_cast<wchar_t*>(wide.data()),
+                        units);
     return UTF16to8(wide);
 #else
     return std::string(inText);

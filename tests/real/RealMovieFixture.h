@@ -28,7 +28,8 @@ protected:
     {
         std::string why;
         made = sMovies->Get(inRecipe, &why);
-        if (!made) GTEST_SKIP() << why;
+        if (!made)
+            GTEST_SKIP() << why;
         if (!made->fallbackNote.empty())
         {
             RecordProperty("fallback", made->fallbackNote);

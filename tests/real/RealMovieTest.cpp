@@ -35,11 +35,13 @@ struct Expected
 std::optional<uint32_t> TracedMovieTimeScale(const std::string& inTrace)
 {
     const size_t mvhd = inTrace.find("type:'mvhd'");
-    if (mvhd == std::string::npos) return std::nullopt;
+    if (mvhd == std::string::npos)
+        return std::nullopt;
     const std::string key = "time scale = ";
     const size_t at = inTrace.find(key, mvhd);
     const size_t nextAtom = inTrace.find("type:'", mvhd + 1);
-    if (at == std::string::npos || at > nextAtom) return std::nullopt;
+    if (at == std::string::npos || at > nextAtom)
+        return std::nullopt;
     return uint32_t(std::stoul(inTrace.substr(at + key.size())));
 }
 
@@ -157,7 +159,8 @@ protected:
     void SetUp() override
     {
         Prepare(GetParam());
-        if (IsSkipped() || HasFatalFailure()) return;
+        if (IsSkipped() || HasFatalFailure())
+            return;
         Gather();
     }
 };
@@ -210,7 +213,8 @@ protected:
     void SetUp() override
     {
         Prepare("h264_aac_timecode_faststart");
-        if (IsSkipped() || HasFatalFailure()) return;
+        if (IsSkipped() || HasFatalFailure())
+            return;
         Gather();
     }
 };
@@ -240,7 +244,8 @@ protected:
     void SetUp() override
     {
         Prepare("h264_pcm_timecode");
-        if (IsSkipped() || HasFatalFailure()) return;
+        if (IsSkipped() || HasFatalFailure())
+            return;
         Gather();
     }
 
@@ -255,7 +260,8 @@ protected:
 
 TEST_F(PcmMov, AnEightBytePlaceholderEndsTheSearchForMediaData)
 {
-    if (!PlaceholderFollowsFtyp()) GTEST_SKIP() << "this ffmpeg writes no 8-byte atom between ftyp and mdat";
+    if (!PlaceholderFollowsFtyp())
+        GTEST_SKIP() << "this ffmpeg writes no 8-byte atom between ftyp and mdat";
     for (const Bytes* providerBytes : std::array<const Bytes*, 2>{nullptr, &bytes})
     {
         const Located located =
@@ -269,7 +275,8 @@ TEST_F(PcmMov, AnEightBytePlaceholderEndsTheSearchForMediaData)
 
 TEST_F(PcmMov, MediaDataIsFoundOnceThePlaceholderBelongsToFtyp)
 {
-    if (!PlaceholderFollowsFtyp()) GTEST_SKIP() << "this ffmpeg writes no 8-byte atom between ftyp and mdat";
+    if (!PlaceholderFollowsFtyp())
+        GTEST_SKIP() << "this ffmpeg writes no 8-byte atom between ftyp and mdat";
     // Growing ftyp over the placeholder moves no byte, so every offset in the movie stays true;
     // the placeholder's bytes become one more compatible brand pair.
     Bytes folded = bytes;

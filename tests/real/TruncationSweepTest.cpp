@@ -190,7 +190,8 @@ void CheckFailure(const Outcome& inOutcome, const std::string& inRoute, uint64_t
         ioProblems.Add(inRoute, inLength, "unknown result " + ResultText(inOutcome.result));
     else if (inOutcome.result != QT::kQTErrNotAMovie)
         ioProblems.Add(inRoute, inLength, "expected kQTErrNotAMovie, got " + ResultText(inOutcome.result));
-    if (inOutcome.movie) ioProblems.Add(inRoute, inLength, "a movie was handed out with a failure");
+    if (inOutcome.movie)
+        ioProblems.Add(inRoute, inLength, "a movie was handed out with a failure");
 }
 
 class TruncationSweep : public RealMovieFixture, public ::testing::WithParamInterface<std::string>
@@ -199,13 +200,15 @@ protected:
     void SetUp() override
     {
         Prepare(GetParam());
-        if (IsSkipped() || HasFatalFailure()) return;
+        if (IsSkipped() || HasFatalFailure())
+            return;
         const Opened whole = OpenPath(made->WidePath());
         ASSERT_EQ(whole.result, QT::kQTSuccess) << ResultText(whole.result);
         reference = FactsOf(*whole.movie);
         for (const FileAtom& child : ScanChildren(bytes, moov))
         {
-            if (child.type == Code("mvhd")) mvhdEnd = child.End();
+            if (child.type == Code("mvhd"))
+                mvhdEnd = child.End();
             if (child.type == Code("trak"))
             {
                 trakStarts.push_back(child.start);
@@ -235,7 +238,8 @@ protected:
         const Facts facts = FactsOf(*inOutcome.movie);
         if (!(facts == reference))
             ioProblems.Add(inRoute, inLength, Describe(facts) + " instead of " + Describe(reference));
-        if (!inLocates) return;
+        if (!inLocates)
+            return;
         const auto where = ExpectedLocation(ScanTopLevelAtoms(inCut), inLength, Code("mdat"));
         if (inOutcome.found != where.has_value())
             ioProblems.Add(inRoute, inLength,
@@ -275,8 +279,10 @@ protected:
                                "cut at the end of a trak, yet " + ResultText(inOutcome.result));
             return;
         }
-        if (!inOutcome.movie) return ioProblems.Add(inRoute, inLength, "success without a movie");
-        if (end < mvhdEnd) ioProblems.Add(inRoute, inLength, "mvhd is cut, yet the movie opened");
+        if (!inOutcome.movie)
+            return ioProblems.Add(inRoute, inLength, "success without a movie");
+        if (end < mvhdEnd)
+            ioProblems.Add(inRoute, inLength, "mvhd is cut, yet the movie opened");
         const Facts facts = FactsOf(*inOutcome.movie);
         const auto whole =
             uint32_t(std::count_if(trakEnds.begin(), trakEnds.end(), [&](uint64_t e) { return e <= end; }));

@@ -86,7 +86,8 @@ Bytes Atom::Build() const
     const size_t headerSize = mExtended ? 16 : 8;
     const uint64_t realSize = headerSize + mBody.size();
     Bytes out;
-    auto put32 = [&out](uint32_t inValue) {
+    auto put32 = [&out](uint32_t inValue)
+    {
         for (int shift = 24; shift >= 0; shift -= 8)
             out.push_back(uint8_t(inValue >> shift));
     };
@@ -262,8 +263,8 @@ Atom Minf(const TrackSpec& inSpec)
 
 Atom Mdia(const TrackSpec& inSpec)
 {
-    return Atom("mdia").Children({Mdhd(inSpec.mediaTimeScale, inSpec.mediaDuration), Hdlr(inSpec.handler),
-                                  Minf(inSpec)});
+    return Atom("mdia").Children(
+        {Mdhd(inSpec.mediaTimeScale, inSpec.mediaDuration), Hdlr(inSpec.handler), Minf(inSpec)});
 }
 
 Atom Trak(const TrackSpec& inSpec)
@@ -285,7 +286,8 @@ std::vector<Atom> BasicSampleTables(const std::vector<std::pair<uint32_t, uint32
     uint32_t samples = 0;
     for (const auto& entry : inTimeToSample)
         samples += entry.first;
-    return {Stsd(Code("raw ")), Stts(inTimeToSample), Stsc({{1, samples, 1}}), Stsz(100, {}, samples), Stco({48})};
+    return {Stsd(Code("raw ")), Stts(inTimeToSample), Stsc({{1, samples, 1}}), Stsz(100, {}, samples),
+            Stco({48})};
 }
 
 Atom TrakWith(const TrackSpec& inSpec, const std::vector<Atom>& inSampleTables,
@@ -308,8 +310,8 @@ Atom TrakWith(const TrackSpec& inSpec, const std::vector<Atom>& inSampleTables,
             elst.U32(edit[0]).U32(edit[1]).U32(edit[2]);
         trak.Child(Atom("edts").Child(elst));
     }
-    return trak.Child(Atom("mdia").Children({Mdhd(inSpec.mediaTimeScale, inSpec.mediaDuration),
-                                             Hdlr(inSpec.handler), minf}));
+    return trak.Child(Atom("mdia").Children(
+        {Mdhd(inSpec.mediaTimeScale, inSpec.mediaDuration), Hdlr(inSpec.handler), minf}));
 }
 
 Bytes MovieWith(const std::vector<Atom>& inTraks, uint32_t inTimeScale, uint32_t inDuration)
@@ -324,8 +326,19 @@ Bytes MovieWith(const std::vector<Atom>& inTraks, uint32_t inTimeScale, uint32_t
 Atom ImageDescription(const ImageSpec& inSpec)
 {
     Atom entry(inSpec.format);
-    entry.Zeros(6).U16(1).U16(0).U16(0).U32(inSpec.vendor).U32(inSpec.temporalQuality).U32(inSpec.spatialQuality);
-    entry.U16(uint16_t(inSpec.width)).U16(uint16_t(inSpec.height)).U32(0x00480000).U32(0x00480000).U32(0).U16(1);
+    entry.Zeros(6)
+        .U16(1)
+        .U16(0)
+        .U16(0)
+        .U32(inSpec.vendor)
+        .U32(inSpec.temporalQuality)
+        .U32(inSpec.spatialQuality);
+    entry.U16(uint16_t(inSpec.width))
+        .U16(uint16_t(inSpec.height))
+        .U32(0x00480000)
+        .U32(0x00480000)
+        .U32(0)
+        .U16(1);
     std::string name = inSpec.name;
     name.resize(31, '\0');
     entry.U8(inSpec.nameLength == 0xFF ? uint8_t(inSpec.name.size()) : inSpec.nameLength).Text(name);

@@ -74,7 +74,7 @@ struct TrackSpec
     uint32_t flags = 1;        // tkhd flags: bit 0 enabled
     int32_t width = 640 << 16; // 16.16
     int32_t height = 480 << 16;
-    bool sampleTables = true;  // stbl with all required children
+    bool sampleTables = true;                                              // stbl with all required children
     std::vector<std::pair<uint32_t, uint32_t>> timeToSample = {{10, 100}}; // (count, duration)
 };
 

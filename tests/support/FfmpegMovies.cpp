@@ -34,7 +34,8 @@ public:
     int Get() const { return mFd; }
     void Close()
     {
-        if (mFd >= 0) ::close(mFd);
+        if (mFd >= 0)
+            ::close(mFd);
         mFd = -1;
     }
 
@@ -45,7 +46,8 @@ private:
 bool MakePipe(Descriptor& outRead, Descriptor& outWrite)
 {
     int fds[2];
-    if (::pipe2(fds, O_CLOEXEC) != 0) return false;
+    if (::pipe2(fds, O_CLOEXEC) != 0)
+        return false;
     outRead.Ref() = fds[0];
     outWrite.Ref() = fds[1];
     return true;
@@ -60,12 +62,14 @@ void Drain(Descriptor& ioOut, Descriptor& ioErr, std::string& outOut, std::strin
         pollfd fds[2] = {{ioOut.Get(), POLLIN, 0}, {ioErr.Get(), POLLIN, 0}};
         if (::poll(fds, 2, -1) < 0)
         {
-            if (errno == EINTR) continue;
+            if (errno == EINTR)
+                continue;
             return;
         }
         for (int i = 0; i < 2; ++i)
         {
-            if (fds[i].fd < 0 || fds[i].revents == 0) continue;
+            if (fds[i].fd < 0 || fds[i].revents == 0)
+                continue;
             Descriptor& source = i == 0 ? ioOut : ioErr;
             std::string& sink = i == 0 ? outOut : outErr;
             const ssize_t got = ::read(source.Get(), chunk, sizeof chunk);
@@ -82,8 +86,10 @@ std::string Join(std::initializer_list<std::string_view> inParts)
     std::string text;
     for (std::string_view part : inParts)
     {
-        if (part.empty()) continue;
-        if (!text.empty()) text += ' ';
+        if (part.empty())
+            continue;
+        if (!text.empty())
+            text += ' ';
         text += part;
     }
     return text;
@@ -210,7 +216,8 @@ std::vector<std::string> SplitArguments(const std::string& inText)
         }
         else if (!quoted && (c == ' ' || c == '\t' || c == '\n'))
         {
-            if (inArgument) arguments.push_back(current);
+            if (inArgument)
+                arguments.push_back(current);
             current.clear();
             inArgument = false;
         }
@@ -220,8 +227,10 @@ std::vector<std::string> SplitArguments(const std::string& inText)
             inArgument = true;
         }
     }
-    if (quoted) throw std::invalid_argument("unbalanced quote in: " + inText);
-    if (inArgument) arguments.push_back(current);
+    if (quoted)
+        throw std::invalid_argument("unbalanced quote in: " + inText);
+    if (inArgument)
+        arguments.push_back(current);
     return arguments;
 }
 
@@ -229,17 +238,20 @@ nlohmann::json Ffprobe(const std::filesystem::path& inPath, bool inWithPackets)
 {
     std::vector<std::string> command = {"ffprobe", "-v",           "error",        "-print_format",
                                         "json",    "-show_format", "-show_streams"};
-    if (inWithPackets) command.push_back("-show_packets");
+    if (inWithPackets)
+        command.push_back("-show_packets");
     command.push_back(inPath.string());
     const CommandResult run = RunCommand(command);
-    if (!run.Succeeded()) throw std::runtime_error("ffprobe failed on " + inPath.string() + ": " + run.err);
+    if (!run.Succeeded())
+        throw std::runtime_error("ffprobe failed on " + inPath.string() + ": " + run.err);
     return nlohmann::json::parse(run.out);
 }
 
 std::string FfprobeTrace(const std::filesystem::path& inPath)
 {
     const CommandResult run = RunCommand({"ffprobe", "-v", "trace", inPath.string()});
-    if (!run.Succeeded()) throw std::runtime_error("ffprobe failed on " + inPath.string() + ": " + run.err);
+    if (!run.Succeeded())
+        throw std::runtime_error("ffprobe failed on " + inPath.string() + ": " + run.err);
     return run.err;
 }
 
@@ -319,17 +331,20 @@ FfmpegMovies::~FfmpegMovies()
 const MadeMovie* FfmpegMovies::Get(const std::string& inRecipe, std::string* outWhy)
 {
     Entry& entry = Make(inRecipe, 0);
-    if (!entry.movie && outWhy) *outWhy = entry.why;
+    if (!entry.movie && outWhy)
+        *outWhy = entry.why;
     return entry.movie ? &*entry.movie : nullptr;
 }
 
 FfmpegMovies::Entry& FfmpegMovies::Make(const std::string& inRecipe, int inDepth)
 {
-    if (auto found = mEntries.find(inRecipe); found != mEntries.end()) return found->second;
+    if (auto found = mEntries.find(inRecipe); found != mEntries.end())
+        return found->second;
     Entry entry;
     const MovieRecipe* recipe = nullptr;
     for (const MovieRecipe& candidate : MovieRecipes())
-        if (candidate.name == inRecipe) recipe = &candidate;
+        if (candidate.name == inRecipe)
+            recipe = &candidate;
 
     if (!recipe)
         entry.why = "no recipe named " + inRecipe;
@@ -378,7 +393,8 @@ FfmpegMovies::Entry& FfmpegMovies::Make(const std::string& inRecipe, int inDepth
             std::filesystem::remove(output, ignored);
             failures += "\n  ffmpeg " + variant.arguments + ":\n    " + run.err.substr(0, 600);
         }
-        if (!entry.movie) entry.why = "ffmpeg could not make " + inRecipe + ":" + failures;
+        if (!entry.movie)
+            entry.why = "ffmpeg could not make " + inRecipe + ":" + failures;
     }
     return mEntries.emplace(inRecipe, std::move(entry)).first->second;
 }
@@ -386,21 +402,24 @@ FfmpegMovies::Entry& FfmpegMovies::Make(const std::string& inRecipe, int inDepth
 const nlohmann::json& FfmpegMovies::Probe(const MadeMovie& inMovie)
 {
     Entry& entry = Make(inMovie.recipe, 0);
-    if (!entry.probe) entry.probe = Ffprobe(inMovie.path);
+    if (!entry.probe)
+        entry.probe = Ffprobe(inMovie.path);
     return *entry.probe;
 }
 
 const nlohmann::json& FfmpegMovies::ProbePackets(const MadeMovie& inMovie)
 {
     Entry& entry = Make(inMovie.recipe, 0);
-    if (!entry.probePackets) entry.probePackets = Ffprobe(inMovie.path, true);
+    if (!entry.probePackets)
+        entry.probePackets = Ffprobe(inMovie.path, true);
     return *entry.probePackets;
 }
 
 const std::string& FfmpegMovies::ProbeTrace(const MadeMovie& inMovie)
 {
     Entry& entry = Make(inMovie.recipe, 0);
-    if (!entry.trace) entry.trace = FfprobeTrace(inMovie.path);
+    if (!entry.trace)
+        entry.trace = FfprobeTrace(inMovie.path);
     return *entry.trace;
 }
 

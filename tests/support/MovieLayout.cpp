@@ -26,7 +26,8 @@ uint64_t ReadBE(const Bytes& inBytes, uint64_t inPos, int inWidth)
 Bytes ReadFileBytes(const std::filesystem::path& inPath)
 {
     std::ifstream in(inPath, std::ios::binary);
-    if (!in) throw std::runtime_error("cannot read " + inPath.string());
+    if (!in)
+        throw std::runtime_error("cannot read " + inPath.string());
     return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
@@ -45,15 +46,18 @@ std::vector<FileAtom> ScanAtoms(const Bytes& inBytes, uint64_t inStart, uint64_t
             atom.size = end - pos;
         else if (sizeWord == 1)
         {
-            if (end - pos < 16) break;
+            if (end - pos < 16)
+                break;
             atom.size = ReadBE(inBytes, pos + 8, 8);
             atom.headerSize = 16;
         }
         else
             atom.size = sizeWord;
-        if (atom.size < atom.headerSize) break;
+        if (atom.size < atom.headerSize)
+            break;
         atoms.push_back(atom);
-        if (atom.size > end - pos) break;
+        if (atom.size > end - pos)
+            break;
         pos += atom.size;
     }
     return atoms;
@@ -72,7 +76,8 @@ std::vector<FileAtom> ScanChildren(const Bytes& inBytes, const FileAtom& inParen
 std::optional<FileAtom> FindAtom(const std::vector<FileAtom>& inAtoms, uint32_t inType)
 {
     for (const FileAtom& atom : inAtoms)
-        if (atom.type == inType) return atom;
+        if (atom.type == inType)
+            return atom;
     return std::nullopt;
 }
 
@@ -84,7 +89,8 @@ std::optional<FileAtom> ExpectedLocation(const std::vector<FileAtom>& inAtoms, u
         const FileAtom& atom = inAtoms[i];
         if (atom.type == inType)
             return atom.size >= 9 && atom.size <= 0x8000000 ? std::optional(atom) : std::nullopt;
-        if (atom.size <= 8 || atom.End() >= inFileSize) return std::nullopt;
+        if (atom.size <= 8 || atom.End() >= inFileSize)
+            return std::nullopt;
     }
     return std::nullopt;
 }
@@ -92,20 +98,23 @@ std::optional<FileAtom> ExpectedLocation(const std::vector<FileAtom>& inAtoms, u
 std::optional<MovieHeaderFields> ReadMovieHeaderFields(const Bytes& inBytes, const FileAtom& inMoov)
 {
     const auto mvhd = FindAtom(ScanChildren(inBytes, inMoov), Code("mvhd"));
-    if (!mvhd || mvhd->End() > inBytes.size()) return std::nullopt;
+    if (!mvhd || mvhd->End() > inBytes.size())
+        return std::nullopt;
     MovieHeaderFields fields;
     const uint64_t body = mvhd->start + mvhd->headerSize;
     fields.version = inBytes.at(body);
     // Version 1 widens the creation and modification times and the duration to 64 bits.
     if (fields.version == 1)
     {
-        if (mvhd->size < mvhd->headerSize + 32) return std::nullopt;
+        if (mvhd->size < mvhd->headerSize + 32)
+            return std::nullopt;
         fields.timeScale = uint32_t(ReadBE(inBytes, body + 20, 4));
         fields.duration = ReadBE(inBytes, body + 24, 8);
     }
     else
     {
-        if (mvhd->size < mvhd->headerSize + 20) return std::nullopt;
+        if (mvhd->size < mvhd->headerSize + 20)
+            return std::nullopt;
         fields.timeScale = uint32_t(ReadBE(inBytes, body + 12, 4));
         fields.duration = ReadBE(inBytes, body + 16, 4);
     }

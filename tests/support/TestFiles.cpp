@@ -96,8 +96,9 @@ uint32_t MemoryProvider::ReadAt(void* inHandle, uint64_t inOffset, uint32_t inCo
     if (inCount >= self->shortFromCount)
         count = count > self->shortBy ? count - self->shortBy : 0;
     // Exactly the delivered bytes, so that a read past them is caught by the sanitizers.
-    self->mDelivered.assign(self->mBytes.begin() + std::ptrdiff_t(std::min<uint64_t>(inOffset, self->mBytes.size())),
-                            self->mBytes.begin() + std::ptrdiff_t(std::min<uint64_t>(inOffset, self->mBytes.size()) + count));
+    self->mDelivered.assign(
+        self->mBytes.begin() + std::ptrdiff_t(std::min<uint64_t>(inOffset, self->mBytes.size())),
+        self->mBytes.begin() + std::ptrdiff_t(std::min<uint64_t>(inOffset, self->mBytes.size()) + count));
     self->mDelivered.shrink_to_fit();
     *outBytes = self->mDelivered.empty() ? nullptr : self->mDelivered.data();
     *outDelivered = count;

@@ -28,7 +28,9 @@ TEST(HostStrings, UTF8AndUTF16RoundTripWithSurrogatePairs)
 
 TEST(HostStrings, IllFormedInputBecomesReplacementCharacters)
 {
-    EXPECT_EQ(tenacore::string::UTF8to16("a\xFF" "b"), (std::u16string{u'a', 0xFFFD, u'b'}));
+    EXPECT_EQ(tenacore::string::UTF8to16("a\xFF"
+                                         "b"),
+              (std::u16string{u'a', 0xFFFD, u'b'}));
     // An overlong form is one ill-formed sequence.
     EXPECT_EQ(tenacore::string::UTF8to16("\xC0\xAF"), (std::u16string{0xFFFD}));
     EXPECT_EQ(tenacore::string::UTF16to8(std::u16string{0xD800}), "\xEF\xBF\xBD");
@@ -37,7 +39,8 @@ TEST(HostStrings, IllFormedInputBecomesReplacementCharacters)
 TEST(HostStrings, SanitizingSaysWhetherTheTextNeededRepair)
 {
     bool repaired = true;
-    EXPECT_EQ(tenacore::string::SanitizeUTF8CharacterString("fine \xEF\xBF\xBD", repaired), "fine \xEF\xBF\xBD");
+    EXPECT_EQ(tenacore::string::SanitizeUTF8CharacterString("fine \xEF\xBF\xBD", repaired),
+              "fine \xEF\xBF\xBD");
     EXPECT_FALSE(repaired);
     EXPECT_EQ(tenacore::string::SanitizeUTF8CharacterString("bad\x80", repaired), "bad\xEF\xBF\xBD");
     EXPECT_TRUE(repaired);

@@ -56,7 +56,9 @@ struct AssertCounter
     AssertCounter()
     {
         previous = tenacore::debug::SetAssertHandler(
-            [this](const char* inPath, int, const char* inFunction, const char* inCondition, const std::string& inMessage) {
+            [this](const char* inPath, int, const char* inFunction, const char* inCondition,
+                   const std::string& inMessage)
+            {
                 ++count;
                 last = std::string(inPath) + "|" + inFunction + "|" + inCondition + "|" + inMessage;
                 return false;
@@ -103,8 +105,9 @@ TEST(ImageDescription, PixelAspectNeedsAnAtomOfSixteenBytes)
     EXPECT_EQ(h, 4u);
     EXPECT_EQ(v, 3u);
     h = v = 7;
-    EXPECT_EQ(TrackWithDescriptions({Described({Pasp(4, 3).U32(0)})}).track->GetVideoMediaPixelAspect(0, h, v),
-              QT::kQTErrNoSuchExtension);
+    EXPECT_EQ(
+        TrackWithDescriptions({Described({Pasp(4, 3).U32(0)})}).track->GetVideoMediaPixelAspect(0, h, v),
+        QT::kQTErrNoSuchExtension);
     EXPECT_EQ(h, 7u);
 }
 
@@ -132,17 +135,20 @@ TEST(ImageDescription, ColorInfoNeedsTheNclcType)
 TEST(ImageDescription, FieldInfoOfUnknownOrderingKeepsTheCount)
 {
     uint8_t count = 0, ordering = 77;
-    EXPECT_EQ(TrackWithDescriptions({Described({Fiel(1, 3)})}).track->GetVideoMediaFieldInfo(0, count, ordering),
-              QT::kQTErrNoSuchExtension);
+    EXPECT_EQ(
+        TrackWithDescriptions({Described({Fiel(1, 3)})}).track->GetVideoMediaFieldInfo(0, count, ordering),
+        QT::kQTErrNoSuchExtension);
     EXPECT_EQ(count, 1);
     EXPECT_EQ(ordering, 77);
-    EXPECT_EQ(TrackWithDescriptions({Described({Fiel(2, 14)})}).track->GetVideoMediaFieldInfo(0, count, ordering),
-              0u);
+    EXPECT_EQ(
+        TrackWithDescriptions({Described({Fiel(2, 14)})}).track->GetVideoMediaFieldInfo(0, count, ordering),
+        0u);
     EXPECT_EQ(count, 2);
     EXPECT_EQ(ordering, 14);
     count = 9;
-    EXPECT_EQ(TrackWithDescriptions({Described({Fiel(3, 1)})}).track->GetVideoMediaFieldInfo(0, count, ordering),
-              QT::kQTErrNoSuchExtension);
+    EXPECT_EQ(
+        TrackWithDescriptions({Described({Fiel(3, 1)})}).track->GetVideoMediaFieldInfo(0, count, ordering),
+        QT::kQTErrNoSuchExtension);
     EXPECT_EQ(count, 9);
 }
 
@@ -242,7 +248,8 @@ TEST(ImageDescription, ReversedClutMarkSkipsByOneByte)
     // A negative step byte sends the walk past the end.
     Atom backwards = ImageDescription(spec);
     backwards.U8(0xF8).Zeros(3).Text("tulc").Child(Pasp(2, 1));
-    EXPECT_EQ(TrackWithDescriptions({backwards}).track->GetVideoMediaPixelAspect(0, h, v), QT::kQTErrNoSuchExtension);
+    EXPECT_EQ(TrackWithDescriptions({backwards}).track->GetVideoMediaPixelAspect(0, h, v),
+              QT::kQTErrNoSuchExtension);
 }
 
 TEST(ImageDescription, OnlyTheFirstAtomOfATypeCounts)
@@ -261,15 +268,13 @@ TEST(ImageDescription, PlatformBinaryIsInHostOrderButForExtensionHeaders)
     ASSERT_EQ(file.GetSize(), host.GetSize());
     const uint8_t* h = host.GetData();
     const uint8_t* f = file.GetData();
-    auto le32 = [](const uint8_t* inP) {
-        return uint32_t(inP[0]) | uint32_t(inP[1]) << 8 | uint32_t(inP[2]) << 16 | uint32_t(inP[3]) << 24;
-    };
-    auto be32 = [](const uint8_t* inP) {
-        return uint32_t(inP[0]) << 24 | uint32_t(inP[1]) << 16 | uint32_t(inP[2]) << 8 | uint32_t(inP[3]);
-    };
-    EXPECT_EQ(le32(h), be32(f));           // size
-    EXPECT_EQ(le32(h + 4), Code("avc1"));  // format, swapped as a number
-    EXPECT_EQ(h[32] | h[33] << 8, 640);    // width
+    auto le32 = [](const uint8_t* inP)
+    { return uint32_t(inP[0]) | uint32_t(inP[1]) << 8 | uint32_t(inP[2]) << 16 | uint32_t(inP[3]) << 24; };
+    auto be32 = [](const uint8_t* inP)
+    { return uint32_t(inP[0]) << 24 | uint32_t(inP[1]) << 16 | uint32_t(inP[2]) << 8 | uint32_t(inP[3]); };
+    EXPECT_EQ(le32(h), be32(f));                   // size
+    EXPECT_EQ(le32(h + 4), Code("avc1"));          // format, swapped as a number
+    EXPECT_EQ(h[32] | h[33] << 8, 640);            // width
     EXPECT_EQ(std::memcmp(h + 50, f + 50, 32), 0); // the name stays
     // pasp at 86: its header stays big-endian, its payload is host order.
     EXPECT_EQ(be32(h + 86), 16u);
@@ -350,7 +355,8 @@ TEST(ImageDescription, OtherMediaTypesViolateTheContract)
     AssertCounter asserts;
     EXPECT_EQ(t.track->GetVideoMediaDepth(0), 0u);
     EXPECT_EQ(asserts.count, 1);
-    EXPECT_EQ(asserts.last, "QTSifter/Src/QTTrack_Video|QT::QTTrack::GetVideoMediaDepth|false|Invalid Video Media Type");
+    EXPECT_EQ(asserts.last,
+              "QTSifter/Src/QTTrack_Video|QT::QTTrack::GetVideoMediaDepth|false|Invalid Video Media Type");
     uint32_t h = 0, v = 0;
     EXPECT_EQ(t.track->GetVideoMediaPixelAspect(0, h, v), QT::kQTErrInvalid);
     MK::BinaryData data;
@@ -419,9 +425,9 @@ OpenedTrack TrackWithAperture(const Atom& inTapt, uint32_t inHandler = Code("vid
 
 TEST(TrackAperture, DimensionsAreFixedPointPixels)
 {
-    OpenedTrack t = TrackWithAperture(Atom("tapt").Children(
-        {Aperture("clef", 0x02D00000, 0x01E00000), Aperture("prof", 0x02D08000, 0x01E00000),
-         Aperture("enof", 0x02D00000, -0x10000)}));
+    OpenedTrack t = TrackWithAperture(Atom("tapt").Children({Aperture("clef", 0x02D00000, 0x01E00000),
+                                                             Aperture("prof", 0x02D08000, 0x01E00000),
+                                                             Aperture("enof", 0x02D00000, -0x10000)}));
     float w = 0, h = 0;
     ASSERT_TRUE(t.track->GetTrackCleanApertureDimensions(w, h));
     EXPECT_EQ(w, 720.0f);

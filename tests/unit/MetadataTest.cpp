@@ -17,9 +17,11 @@ struct TraceCapture
 {
     TraceCapture()
     {
-        tenacore::debug::SetTraceSink([this](int inLevel, std::string_view inCategory, std::string_view inText) {
-            lines.push_back(std::to_string(inLevel) + " " + std::string(inCategory) + " " + std::string(inText));
-        });
+        tenacore::debug::SetTraceSink(
+            [this](int inLevel, std::string_view inCategory, std::string_view inText) {
+                lines.push_back(std::to_string(inLevel) + " " + std::string(inCategory) + " " +
+                                std::string(inText));
+            });
         tenacore::debug::SetTraceLevel("QTSifter", 5);
     }
     ~TraceCapture() { tenacore::debug::ResetTraceSettings(); }
@@ -92,12 +94,13 @@ const uint32_t kCopyrightTitle = 0xA96E616D; // "\xA9nam"
 
 TEST(Metadata, KeyedItemsOfEveryTypeCodeAreDecoded)
 {
-    const Opened opened = OpenBytes(MovieWithMetadata({KeyedMeta(
-        Keys({"bin", "utf8", "wide", "s1", "s2", "s4", "u1", "u2", "u4", "f32", "f64"}),
-        {Item(1, 0, {1, 2, 3}), Item(2, 1, Text("caf\xC3\xA9")), Item(3, 2, {0, 'A', 0, 'B'}),
-         Item(4, 0x15, {0xFF}), Item(5, 0x15, {0xFF, 0xFE}), Item(6, 0x15, {0x80, 0, 0, 1}), Item(7, 0x16, {0xFF}),
-         Item(8, 0x16, {0xFF, 0xFE}), Item(9, 0x16, {0x80, 0, 0, 1}), Item(10, 0x17, {0x3F, 0xC0, 0, 0}),
-         Item(11, 0x18, {0x40, 0x09, 0x21, 0xFB, 0x54, 0x44, 0x2D, 0x18})})}));
+    const Opened opened = OpenBytes(MovieWithMetadata(
+        {KeyedMeta(Keys({"bin", "utf8", "wide", "s1", "s2", "s4", "u1", "u2", "u4", "f32", "f64"}),
+                   {Item(1, 0, {1, 2, 3}), Item(2, 1, Text("caf\xC3\xA9")), Item(3, 2, {0, 'A', 0, 'B'}),
+                    Item(4, 0x15, {0xFF}), Item(5, 0x15, {0xFF, 0xFE}), Item(6, 0x15, {0x80, 0, 0, 1}),
+                    Item(7, 0x16, {0xFF}), Item(8, 0x16, {0xFF, 0xFE}), Item(9, 0x16, {0x80, 0, 0, 1}),
+                    Item(10, 0x17, {0x3F, 0xC0, 0, 0}),
+                    Item(11, 0x18, {0x40, 0x09, 0x21, 0xFB, 0x54, 0x44, 0x2D, 0x18})})}));
     ASSERT_EQ(opened.result, 0u);
     const QT::MetadataMap items = ItemsOf(opened);
     ASSERT_EQ(items.size(), 11u);
@@ -166,28 +169,30 @@ TEST(Metadata, KeyTableBrokenAtEntryThreeKeepsThreeKeys)
     for (const std::string key : {"a", "b", "c"})
         keys.U32(9).Type("mdta").Text(key);
     keys.U32(0x7FFF).Type("mdta").Text("d"); // runs past the atom
-    const Opened opened = OpenBytes(MovieWithMetadata({KeyedMeta(
-        keys, {Item(1, 1, Text("1")), Item(4, 1, Text("4")), Item(3, 1, Text("3")), Item(2, 1, Text("2"))})}));
+    const Opened opened =
+        OpenBytes(MovieWithMetadata({KeyedMeta(keys, {Item(1, 1, Text("1")), Item(4, 1, Text("4")),
+                                                      Item(3, 1, Text("3")), Item(2, 1, Text("2"))})}));
     ASSERT_EQ(opened.result, 0u);
     const QT::MetadataMap items = ItemsOf(opened);
     // Three keys bound the walk to three items: "1", the stepped-over "4", and "3".
     EXPECT_EQ(items.size(), 2u);
     EXPECT_EQ(std::get<std::string>(items.at("a").value), "1");
     EXPECT_EQ(std::get<std::string>(items.at("c").value), "3");
-    EXPECT_EQ(trace.lines, (std::vector<std::string>{"5 QTSifter Malformed metadata key found: 3.  Size: 32767\r\n"}));
+    EXPECT_EQ(trace.lines,
+              (std::vector<std::string>{"5 QTSifter Malformed metadata key found: 3.  Size: 32767\r\n"}));
 }
 
 TEST(Metadata, SurplusItemsBeyondTheKeyCountAreNeverRead)
 {
-    const Opened opened = OpenBytes(MovieWithMetadata(
-        {KeyedMeta(Keys({"a", "b"}), {Item(1, 1, Text("1")), Item(2, 1, Text("2")), Item(1, 0x99, Text("x"))})}));
+    const Opened opened = OpenBytes(MovieWithMetadata({KeyedMeta(
+        Keys({"a", "b"}), {Item(1, 1, Text("1")), Item(2, 1, Text("2")), Item(1, 0x99, Text("x"))})}));
     EXPECT_EQ(ItemsOf(opened).size(), 2u);
 }
 
 TEST(Metadata, FirstValueStaysForRepeatedKeysInBothMaps)
 {
-    const Opened opened = OpenBytes(
-        MovieWithMetadata({KeyedMeta(Keys({"k", "k"}), {Item(1, 1, Text("first")), Item(2, 1, Text("second"))})}));
+    const Opened opened = OpenBytes(MovieWithMetadata(
+        {KeyedMeta(Keys({"k", "k"}), {Item(1, 1, Text("first")), Item(2, 1, Text("second"))})}));
     const QT::MetadataMap items = ItemsOf(opened);
     ASSERT_EQ(items.size(), 1u);
     EXPECT_EQ(std::get<std::string>(items.at("k").value), "first");
@@ -199,7 +204,8 @@ TEST(Metadata, FirstValueStaysForRepeatedKeysInBothMaps)
 
 TEST(Metadata, IntegerOfOddLengthHasAnOffsetButNoValue)
 {
-    const Opened opened = OpenBytes(MovieWithMetadata({KeyedMeta(Keys({"odd"}), {Item(1, 0x15, {1, 2, 3})})}));
+    const Opened opened =
+        OpenBytes(MovieWithMetadata({KeyedMeta(Keys({"odd"}), {Item(1, 0x15, {1, 2, 3})})}));
     QT::MetadataValue value;
     EXPECT_FALSE(opened.movie->GetMetadataValue("odd", value));
     uint32_t offset = 0;
@@ -221,7 +227,8 @@ TEST(Metadata, ShortFloatAtTheEndOfTheBufferReadsNothingOutside)
     // The float is the last payload of moov, and moov the last atom of the file.
     Atom trak = Trak(TrackSpec{});
     Atom moov("moov");
-    moov.Children({Mvhd(600, 1000), trak, KeyedMeta(Keys({"f", "d"}), {Item(1, 0x18, {0x3F}), Item(2, 0x17, {1})})});
+    moov.Children(
+        {Mvhd(600, 1000), trak, KeyedMeta(Keys({"f", "d"}), {Item(1, 0x18, {0x3F}), Item(2, 0x17, {1})})});
     const Opened opened = OpenBytes(Build({Ftyp(), moov}));
     ASSERT_EQ(opened.result, 0u);
     QT::MetadataValue value;
@@ -252,7 +259,8 @@ TEST(Metadata, OffsetOfAnotherAlternativeRaisesBadVariantAccessNever)
 
 TEST(Metadata, NameTaggedTextIsKeyedByItsLastThreeBytes)
 {
-    const Opened opened = OpenBytes(MovieWithMetadata({TaggedUdta({Item(kCopyrightTitle, 1, Text("A title"))})}));
+    const Opened opened =
+        OpenBytes(MovieWithMetadata({TaggedUdta({Item(kCopyrightTitle, 1, Text("A title"))})}));
     ASSERT_EQ(opened.result, 0u);
     QT::MetadataValue value;
     ASSERT_TRUE(opened.movie->GetMetadataValue("nam", value));
@@ -313,13 +321,18 @@ TEST(Metadata, KeyedItemRunningPastItsIlstIsReportedByOrdinal)
     meta.Children({Hdlr(Code("mdta")), Keys({"a", "b"}), ilst}).Zeros(16);
     const Opened opened = OpenBytes(MovieWithMetadata({meta}));
     EXPECT_EQ(ItemsOf(opened).size(), 1u);
-    EXPECT_EQ(trace.lines, (std::vector<std::string>{"5 QTSifter Malformed metadata item found: 1.  Size: 20\r\n"}));
+    EXPECT_EQ(trace.lines,
+              (std::vector<std::string>{"5 QTSifter Malformed metadata item found: 1.  Size: 20\r\n"}));
 }
 
 TEST(Metadata, NameTaggedItemOfSizeZeroEndsItsIlst)
 {
     Atom ilst("ilst");
-    ilst.Child(Item(kCopyrightTitle, 1, Text("before"))).U32(0).Type("\xA9" "art").Zeros(16);
+    ilst.Child(Item(kCopyrightTitle, 1, Text("before")))
+        .U32(0)
+        .Type("\xA9"
+              "art")
+        .Zeros(16);
     Atom udta("udta");
     udta.Child(Atom("meta").FullHeader().Child(ilst));
     const Opened opened = OpenBytes(MovieWithMetadata({udta}));
@@ -330,7 +343,8 @@ TEST(Metadata, NameTaggedItemOfSizeZeroEndsItsIlst)
 TEST(Metadata, MetaDirectlyUnderTrakAndDeepUserDataAreNotLookedAt)
 {
     const Opened opened = OpenBytes(MovieWithMetadata(
-        {Atom("udta").Child(Atom("udta").Child(Atom("meta").FullHeader().Child(Ilst({Item(Code("xdep"), 1, Text("deep"))}))))},
+        {Atom("udta").Child(Atom("udta").Child(
+            Atom("meta").FullHeader().Child(Ilst({Item(Code("xdep"), 1, Text("deep"))}))))},
         {Atom("meta").FullHeader().Child(Ilst({Item(Code("xtrk"), 1, Text("trak meta"))}))}));
     ASSERT_EQ(opened.result, 0u);
     EXPECT_TRUE(ItemsOf(opened).empty());
@@ -344,8 +358,8 @@ TEST(Metadata, NegativeKeyCountIsAMalformedKeyTable)
     const Opened opened = OpenBytes(MovieWithMetadata({KeyedMeta(keys, {Item(1, 1, Text("1"))})}));
     ASSERT_EQ(opened.result, 0u);
     EXPECT_TRUE(ItemsOf(opened).empty());
-    EXPECT_EQ(trace.lines,
-              (std::vector<std::string>{"5 QTSifter Malformed metadata key found: 0.  Size: -2147483647\r\n"}));
+    EXPECT_EQ(trace.lines, (std::vector<std::string>{
+                               "5 QTSifter Malformed metadata key found: 0.  Size: -2147483647\r\n"}));
 }
 
 TEST(Metadata, HugeKeyCountKeepsTheKeysThatFit)

@@ -102,7 +102,8 @@ TEST(SampleCursorProperty, RunningChunkOffsetsEqualFreshSums)
     std::mt19937 random(7);
     std::vector<uint32_t> sizes;
     for (int i = 0; i < 200; ++i)
-        sizes.push_back(random() % 3 == 0 ? 0xFFFFFFF0u + uint32_t(random() % 16) : uint32_t(random() % 5000));
+        sizes.push_back(random() % 3 == 0 ? 0xFFFFFFF0u + uint32_t(random() % 16)
+                                          : uint32_t(random() % 5000));
     const Bytes bytes = Stsz(0, sizes, uint32_t(sizes.size())).Build();
     const QT::SampleSizeTable table(QT::TableAtom(bytes.data(), {bytes.data(), bytes.size()}));
     for (uint32_t perChunk : {1u, 3u, 17u, 200u})

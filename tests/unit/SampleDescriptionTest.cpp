@@ -16,9 +16,11 @@ struct TraceCapture
 {
     TraceCapture()
     {
-        tenacore::debug::SetTraceSink([this](int inLevel, std::string_view inCategory, std::string_view inText) {
-            lines.push_back(std::to_string(inLevel) + " " + std::string(inCategory) + " " + std::string(inText));
-        });
+        tenacore::debug::SetTraceSink(
+            [this](int inLevel, std::string_view inCategory, std::string_view inText) {
+                lines.push_back(std::to_string(inLevel) + " " + std::string(inCategory) + " " +
+                                std::string(inText));
+            });
         tenacore::debug::SetTraceLevel("QTTrack", 5);
     }
     ~TraceCapture() { tenacore::debug::ResetTraceSettings(); }
@@ -39,7 +41,6 @@ Atom Entry(const char (&inFormat)[5], size_t inBody = 8)
 
 } // namespace
 
-
 static const uint8_t* Description(OpenedTrack& ioTrack, int32_t inIndex)
 {
     return ioTrack.impl->GetSampleDescription(ioTrack.impl->Item().stsd, inIndex);
@@ -52,12 +53,14 @@ TEST(SampleDescription, OneEntryIsFoundSixteenBytesIntoTheAtomAndASecondIsMissin
     EXPECT_EQ(Description(t, 0), t.impl->Item().stsd + 16);
     EXPECT_TRUE(trace.lines.empty());
     EXPECT_EQ(Description(t, 1), nullptr);
-    EXPECT_EQ(trace.lines, (std::vector<std::string>{"5 QTTrack Total number of stsd samples is less than expected\r\n"}));
+    EXPECT_EQ(trace.lines,
+              (std::vector<std::string>{"5 QTTrack Total number of stsd samples is less than expected\r\n"}));
 }
 
 TEST(SampleDescription, SecondEntryFollowsTheFirst)
 {
-    OpenedTrack t = TrackWithStsd(Atom("stsd").FullHeader().U32(2).Child(Entry("avc1", 12)).Child(Entry("hvc1")));
+    OpenedTrack t =
+        TrackWithStsd(Atom("stsd").FullHeader().U32(2).Child(Entry("avc1", 12)).Child(Entry("hvc1")));
     EXPECT_EQ(Description(t, 1), t.impl->Item().stsd + 16 + 20);
 }
 
@@ -87,8 +90,8 @@ TEST(SampleDescription, NoEntriesIsReported)
 TEST(SampleDescription, OversizedFirstEntryCorruptsEveryIndex)
 {
     TraceCapture trace;
-    OpenedTrack t =
-        TrackWithStsd(Atom("stsd").FullHeader().U32(2).Child(Entry("avc1").SizeWord(1000)).Child(Entry("hvc1")));
+    OpenedTrack t = TrackWithStsd(
+        Atom("stsd").FullHeader().U32(2).Child(Entry("avc1").SizeWord(1000)).Child(Entry("hvc1")));
     EXPECT_EQ(Description(t, 0), nullptr);
     EXPECT_EQ(Description(t, 1), nullptr);
     const std::string corrupt = "5 QTTrack stsd table is corrupt. Returning...\r\n";
@@ -97,8 +100,11 @@ TEST(SampleDescription, OversizedFirstEntryCorruptsEveryIndex)
 
 TEST(SampleDescription, EntryOfSizeZeroAnswersForEveryLaterIndex)
 {
-    OpenedTrack t = TrackWithStsd(
-        Atom("stsd").FullHeader().U32(0xFFFFFFFF).Child(Entry("avc1")).Child(Atom("zero").Zeros(8).SizeWord(0)));
+    OpenedTrack t = TrackWithStsd(Atom("stsd")
+                                      .FullHeader()
+                                      .U32(0xFFFFFFFF)
+                                      .Child(Entry("avc1"))
+                                      .Child(Atom("zero").Zeros(8).SizeWord(0)));
     const uint8_t* zero = t.impl->Item().stsd + 16 + 16;
     EXPECT_EQ(Description(t, 1), zero);
     EXPECT_EQ(Description(t, 2), zero);

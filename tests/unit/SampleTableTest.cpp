@@ -25,7 +25,9 @@ struct AssertCounter
     AssertCounter()
     {
         previous = tenacore::debug::SetAssertHandler(
-            [this](const char*, int, const char* inFunction, const char* inCondition, const std::string& inMessage) {
+            [this](const char*, int, const char* inFunction, const char* inCondition,
+                   const std::string& inMessage)
+            {
                 ++count;
                 last = std::string(inFunction) + "|" + inCondition + "|" + inMessage;
                 return false;
@@ -75,7 +77,8 @@ TEST(SampleTables, SampleDurationOnePastTheLastSampleFails)
 
 TEST(SampleTables, EntriesOfNoSamplesAreStepOver)
 {
-    OpenedTrack t = OpenTrack(MovieWith({TrakWith(TrackSpec{}, BasicSampleTables({{2, 10}, {0, 99}, {1, 30}}))}));
+    OpenedTrack t =
+        OpenTrack(MovieWith({TrakWith(TrackSpec{}, BasicSampleTables({{2, 10}, {0, 99}, {1, 30}}))}));
     uint32_t duration = 0;
     EXPECT_EQ(t.impl->GetSampleDuration(2, duration), 0u);
     EXPECT_EQ(duration, 30u);
@@ -181,9 +184,13 @@ TEST(SampleTables, SampleToChunkCursorPlacesSamplesAcrossRuns)
         chunks.push_back(place.chunkIndex);
         ASSERT_TRUE(QT::OffsetInChunk(sample, place, sizes, offset));
         if (sample == 1)
+        {
             EXPECT_EQ(offset, 10u);
+        }
         if (sample == 4)
+        {
             EXPECT_EQ(offset, 0u);
+        }
     }
     EXPECT_EQ(chunks, (std::vector<uint32_t>{0, 0, 1, 1, 2, 3}));
 }

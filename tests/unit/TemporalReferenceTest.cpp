@@ -16,9 +16,9 @@ struct TraceCapture
 {
     TraceCapture()
     {
-        tenacore::debug::SetTraceSink([this](int, std::string_view inCategory, std::string_view inText) {
-            lines.push_back(std::string(inCategory) + " " + std::string(inText));
-        });
+        tenacore::debug::SetTraceSink(
+            [this](int, std::string_view inCategory, std::string_view inText)
+            { lines.push_back(std::string(inCategory) + " " + std::string(inText)); });
         tenacore::debug::SetTraceLevel("QTSifter", 5);
     }
     ~TraceCapture() { tenacore::debug::ResetTraceSettings(); }
@@ -95,8 +95,9 @@ TEST(TemporalReference, FlagsOfNoClassStopTheRun)
     OpenedTrack t = Track(3, {Ctts({{3, 0}}), Sdtp({0x24, 0x24, 0x00})});
     std::vector<VideoTemporalReference> table;
     EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
-    EXPECT_EQ(trace.lines, (std::vector<std::string>{"QTSifter Found invalid sdtp atom data at frame 3\r\n",
-                                                     "QTSifter Invalid Quicktime sample table data detected.\r\n"}));
+    EXPECT_EQ(trace.lines,
+              (std::vector<std::string>{"QTSifter Found invalid sdtp atom data at frame 3\r\n",
+                                        "QTSifter Invalid Quicktime sample table data detected.\r\n"}));
 }
 
 TEST(TemporalReference, EmptyCompositionTableLeavesTheDisplaySetEmpty)

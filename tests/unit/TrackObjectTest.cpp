@@ -45,8 +45,8 @@ TEST(TrackObject, NoEditListLeavesTheEditStateAtZeroAndKeepsTheTrackDuration)
 
 TEST(TrackObject, SingleEditAtMediaTimeZeroKeepsTheFirstSampleWhole)
 {
-    OpenedTrack t = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty),
-                                                  {{1000, 0, 0x10000}})}));
+    OpenedTrack t = OpenTrack(
+        MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty), {{1000, 0, 0x10000}})}));
     EXPECT_EQ(t.track->GetFirstSampleIndex(), 0u);
     EXPECT_EQ(t.impl->FirstSampleDuration(), 10u);
     EXPECT_FALSE(t.track->IsTrackEdited() && t.impl->MediaStartTime() != 0);
@@ -54,7 +54,8 @@ TEST(TrackObject, SingleEditAtMediaTimeZeroKeepsTheFirstSampleWhole)
 
 TEST(TrackObject, SingleEditOnSoundTakesTheMediaTimeAsTheSampleNumber)
 {
-    OpenedTrack t = OpenTrack(MovieWith({TrakWith(Sound(), BasicSampleTables({{10, 1}}), {{1000, 1024, 0x10000}})}));
+    OpenedTrack t =
+        OpenTrack(MovieWith({TrakWith(Sound(), BasicSampleTables({{10, 1}}), {{1000, 1024, 0x10000}})}));
     EXPECT_EQ(t.track->GetFirstSampleIndex(), 1024u);
     EXPECT_EQ(t.impl->FirstSampleDuration(), 1u);
     EXPECT_EQ(t.impl->MediaStartTime(), 1024u);
@@ -63,16 +64,16 @@ TEST(TrackObject, SingleEditOnSoundTakesTheMediaTimeAsTheSampleNumber)
 TEST(TrackObject, SingleEditInsideSampleThreeStartsThereWithItsRest)
 {
     // Samples start at 0, 10, 20, 30 (lasting 20) and 50; media time 35 lies in sample 3.
-    OpenedTrack t = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty),
-                                                  {{1000, 35, 0x10000}})}));
+    OpenedTrack t = OpenTrack(
+        MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty), {{1000, 35, 0x10000}})}));
     EXPECT_EQ(t.track->GetFirstSampleIndex(), 3u);
     EXPECT_EQ(t.impl->FirstSampleDuration(), 15u);
 }
 
 TEST(TrackObject, SingleEditPastTheLastSampleLeavesTheFirstSampleAtZero)
 {
-    OpenedTrack t = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty),
-                                                  {{1000, 500, 0x10000}})}));
+    OpenedTrack t = OpenTrack(
+        MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty), {{1000, 500, 0x10000}})}));
     EXPECT_EQ(t.track->GetFirstSampleIndex(), 0u);
     EXPECT_EQ(t.impl->FirstSampleDuration(), 0u);
     EXPECT_EQ(t.impl->MediaStartTime(), 500u);
@@ -91,8 +92,9 @@ TEST(TrackObject, EarliestCompositionTimeShiftsTheEditStart)
 
 TEST(TrackObject, ThreeEditsAreNotSupportedAndMarkTheTrackEdited)
 {
-    OpenedTrack t = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty),
-                                                  {{300, 0, 0x10000}, {300, 10, 0x10000}, {400, 20, 0x10000}})}));
+    OpenedTrack t =
+        OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty),
+                                      {{300, 0, 0x10000}, {300, 10, 0x10000}, {400, 20, 0x10000}})}));
     EXPECT_FALSE(t.track->IsEditListSupported(false));
     EXPECT_TRUE(t.track->IsTrackEdited());
 }
@@ -101,18 +103,18 @@ TEST(TrackObject, TwoEditsAreSupportedWhenTheyCoverTheTrack)
 {
     TrackSpec spec = Video();
     spec.trackDuration = 1000;
-    OpenedTrack covered = OpenTrack(
-        MovieWith({TrakWith(spec, BasicSampleTables(kTenTenTenTwentyTwenty), {{600, 0, 0x10000}, {400, 10, 0x20000}})}));
+    OpenedTrack covered = OpenTrack(MovieWith({TrakWith(spec, BasicSampleTables(kTenTenTenTwentyTwenty),
+                                                        {{600, 0, 0x10000}, {400, 10, 0x20000}})}));
     EXPECT_TRUE(covered.track->IsEditListSupported(true));
-    OpenedTrack short_ = OpenTrack(
-        MovieWith({TrakWith(spec, BasicSampleTables(kTenTenTenTwentyTwenty), {{600, 0, 0x10000}, {300, 10, 0x10000}})}));
+    OpenedTrack short_ = OpenTrack(MovieWith({TrakWith(spec, BasicSampleTables(kTenTenTenTwentyTwenty),
+                                                       {{600, 0, 0x10000}, {300, 10, 0x10000}})}));
     EXPECT_FALSE(short_.track->IsEditListSupported(true));
 }
 
 TEST(TrackObject, SingleEditOfOtherRateIsSupportedOnlyWithoutTheUnitRateRequirement)
 {
-    OpenedTrack t = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty),
-                                                  {{1000, 0, 0x20000}})}));
+    OpenedTrack t = OpenTrack(
+        MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty), {{1000, 0, 0x20000}})}));
     EXPECT_TRUE(t.track->IsEditListSupported(false));
     EXPECT_FALSE(t.track->IsEditListSupported(true));
     EXPECT_TRUE(t.track->IsTrackEdited());
@@ -141,10 +143,12 @@ TEST(TrackObject, TwoEditsKeepTheTrackDurationInMovieTicks)
 
 TEST(TrackObject, MovieTimeScaleZeroConvertsToZeroUnlessBothScalesAreZero)
 {
-    OpenedTrack t = OpenTrack(MovieWith({TrakWith(Video(600), BasicSampleTables(kTenTenTenTwentyTwenty))}, 0));
+    OpenedTrack t =
+        OpenTrack(MovieWith({TrakWith(Video(600), BasicSampleTables(kTenTenTenTwentyTwenty))}, 0));
     EXPECT_EQ(t.impl->MovieToMediaTime(1234), 0u);
     EXPECT_EQ(t.track->GetTrackDurationInMediaTime(), 0u);
-    OpenedTrack both = OpenTrack(MovieWith({TrakWith(Video(0), BasicSampleTables(kTenTenTenTwentyTwenty))}, 0));
+    OpenedTrack both =
+        OpenTrack(MovieWith({TrakWith(Video(0), BasicSampleTables(kTenTenTenTwentyTwenty))}, 0));
     EXPECT_EQ(both.impl->MovieToMediaTime(1234), 1234u);
 }
 
@@ -162,13 +166,15 @@ TEST(TrackObject, SoundWithALongFirstSampleReportsItsExcessOnlyWithoutEdits)
     const std::vector<std::pair<uint32_t, uint32_t>> stts = {{1, 2048}, {3, 1024}};
     OpenedTrack plain = OpenTrack(MovieWith({TrakWith(Sound(), BasicSampleTables(stts))}));
     EXPECT_EQ(plain.track->GetFirstSampleExcess(), 1024u);
-    OpenedTrack edited = OpenTrack(MovieWith({TrakWith(Sound(), BasicSampleTables(stts), {{1000, 0, 0x10000}})}));
+    OpenedTrack edited =
+        OpenTrack(MovieWith({TrakWith(Sound(), BasicSampleTables(stts), {{1000, 0, 0x10000}})}));
     EXPECT_EQ(edited.track->GetFirstSampleExcess(), 0u);
 }
 
 TEST(TrackObject, HandlerSubtypesMapToMediaTypes)
 {
-    auto typeOf = [](const char (&inHandler)[5]) {
+    auto typeOf = [](const char(&inHandler)[5])
+    {
         TrackSpec spec;
         spec.handler = Code(inHandler);
         return OpenTrack(MovieWith({TrakWith(spec, BasicSampleTables({{1, 1}}))})).track->GetTrackMediaType();
@@ -185,8 +191,11 @@ TEST(TrackObject, GetIndTrackAtTheTrackCountReportsTheContractAndThrows)
     OpenedTrack t = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables({{1, 1}}))}));
     std::string reported;
     auto previous = tenacore::debug::SetAssertHandler(
-        [&](const char* inPath, int inLine, const char* inFunction, const char* inCondition, const std::string&) {
-            reported = std::string(inPath) + ":" + std::to_string(inLine) + ":" + inFunction + ":" + inCondition;
+        [&](const char* inPath, int inLine, const char* inFunction, const char* inCondition,
+            const std::string&)
+        {
+            reported =
+                std::string(inPath) + ":" + std::to_string(inLine) + ":" + inFunction + ":" + inCondition;
             return false;
         });
     tenacore::classref::InterfaceRef<QT::IQTTrack> track;
@@ -236,8 +245,8 @@ TEST(TrackObject, MovieBoundsAreTheUnionOfSizedTracks)
     TrackSpec b = Video();
     b.width = 640 << 16;
     b.height = 240 << 16;
-    OpenedTrack t =
-        OpenTrack(MovieWith({TrakWith(a, BasicSampleTables({{1, 1}})), TrakWith(b, BasicSampleTables({{1, 1}}))}));
+    OpenedTrack t = OpenTrack(
+        MovieWith({TrakWith(a, BasicSampleTables({{1, 1}})), TrakWith(b, BasicSampleTables({{1, 1}}))}));
     QT::QTRect bounds;
     t.opened.movie->GetMovieBounds(bounds);
     EXPECT_EQ(bounds, (QT::QTRect{0, 0, 640, 480}));
@@ -270,7 +279,8 @@ TEST(TrackObject, EditedSampleCountCountsTheSamplesInsideTheEdit)
     OpenedTrack whole = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables({{10, 100}}))}));
     EXPECT_EQ(whole.track->GetEditedSampleCount(), 10u);
     // An edit of 450 ticks from 0 keeps 4 whole samples and part of the fifth: 10 - (1000-450)/100 = 5.
-    OpenedTrack edited = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables({{10, 100}}), {{450, 0, 0x10000}})}));
+    OpenedTrack edited =
+        OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables({{10, 100}}), {{450, 0, 0x10000}})}));
     EXPECT_EQ(edited.track->GetEditedSampleCount(), 5u);
 }
 
@@ -366,11 +376,13 @@ TEST(TrackObject, CaptionTrackWithoutSampleTablesAnswersZeroCounts)
 {
     TrackSpec spec;
     spec.handler = Code("clcp");
-    Atom trak = Trak([&] {
-        TrackSpec noTables = spec;
-        noTables.sampleTables = false;
-        return noTables;
-    }());
+    Atom trak = Trak(
+        [&]
+        {
+            TrackSpec noTables = spec;
+            noTables.sampleTables = false;
+            return noTables;
+        }());
     OpenedTrack t = OpenTrack(MovieWith({trak}));
     ASSERT_TRUE(t.track);
     EXPECT_EQ(t.track->GetSampleDescriptionCount(), 0u);
@@ -387,8 +399,8 @@ TEST(TrackObject, CaptionTrackWithoutSampleTablesAnswersZeroCounts)
 TEST(TrackObject, EditDeepIntoAHugeEntryIsFoundWithoutWalkingEverySample)
 {
     // Four billion samples of duration 1 and an edit at media time 3e9: sample 3e9, whole.
-    OpenedTrack t = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables({{0xFFFFFFF0u, 1}}),
-                                                  {{1000, 3000000000u, 0x10000}})}));
+    OpenedTrack t = OpenTrack(MovieWith(
+        {TrakWith(Video(), BasicSampleTables({{0xFFFFFFF0u, 1}}), {{1000, 3000000000u, 0x10000}})}));
     EXPECT_EQ(t.track->GetFirstSampleIndex(), 3000000000u);
     EXPECT_EQ(t.impl->FirstSampleDuration(), 1u);
 }

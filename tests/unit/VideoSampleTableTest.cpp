@@ -14,17 +14,19 @@ namespace
 
 // Sample-table atoms of a track of inCount samples of inDuration ticks and inSize bytes, in
 // chunks of inPerChunk samples starting at offset 1000, each chunk 10000 bytes apart.
-std::vector<Atom> UniformTables(uint32_t inCount, uint32_t inDuration, uint32_t inSize, uint32_t inPerChunk = 1)
+std::vector<Atom> UniformTables(uint32_t inCount, uint32_t inDuration, uint32_t inSize,
+                                uint32_t inPerChunk = 1)
 {
     std::vector<uint32_t> offsets;
     for (uint32_t chunk = 0; chunk * inPerChunk < inCount; ++chunk)
         offsets.push_back(1000 + 10000 * chunk);
     std::vector<uint32_t> sizes(inCount, inSize);
-    return {Stsd(Code("avc1")), Stts({{inCount, inDuration}}), Stsc({{1, inPerChunk, 1}}), Stsz(0, sizes, inCount),
-            Stco(offsets)};
+    return {Stsd(Code("avc1")), Stts({{inCount, inDuration}}), Stsc({{1, inPerChunk, 1}}),
+            Stsz(0, sizes, inCount), Stco(offsets)};
 }
 
-OpenedTrack VideoTrack(const std::vector<Atom>& inTables, const std::vector<std::array<uint32_t, 3>>& inEdits = {},
+OpenedTrack VideoTrack(const std::vector<Atom>& inTables,
+                       const std::vector<std::array<uint32_t, 3>>& inEdits = {},
                        uint32_t inHandler = Code("vide"), uint32_t inTrackDuration = 1000)
 {
     TrackSpec spec;
@@ -135,11 +137,13 @@ TEST(VideoSampleTable, ComplexEditListIsRefusedUnlessEditsAreIgnored)
 TEST(VideoSampleTable, MetadataTrackIsListedLikeVideoAndSoundIsNot)
 {
     std::vector<VideoSampleRecord> samples;
-    EXPECT_EQ(VideoTrack(UniformTables(3, 100, 10), {}, Code("meta")).track->MakeVideoSampleTable(false, true, samples, nullptr),
+    EXPECT_EQ(VideoTrack(UniformTables(3, 100, 10), {}, Code("meta"))
+                  .track->MakeVideoSampleTable(false, true, samples, nullptr),
               0u);
     EXPECT_EQ(samples.size(), 3u);
     samples.clear();
-    EXPECT_EQ(VideoTrack(UniformTables(3, 100, 10), {}, Code("soun")).track->MakeVideoSampleTable(false, true, samples, nullptr),
+    EXPECT_EQ(VideoTrack(UniformTables(3, 100, 10), {}, Code("soun"))
+                  .track->MakeVideoSampleTable(false, true, samples, nullptr),
               QT::kQTErrBadSampleTable);
 }
 
@@ -201,7 +205,8 @@ TEST(VideoSampleTable, SortedRunsInterleaveByStartTime)
     ASSERT_EQ(t.track->MakeVideoSampleTable(true, true, samples, nullptr), 0u);
     ASSERT_EQ(samples.size(), 6u);
     EXPECT_TRUE(std::is_sorted(samples.begin(), samples.end(),
-                               [](const auto& inA, const auto& inB) { return inA.startTime < inB.startTime; }));
+                               [](const auto& inA, const auto& inB)
+                               { return inA.startTime < inB.startTime; }));
     EXPECT_EQ(samples[0].startTime, 0u);
     EXPECT_EQ(samples[1].startTime, 0u);
     EXPECT_EQ(samples[5].startTime, 200u);
@@ -223,7 +228,8 @@ TEST(VideoSampleTable, SizeTableOfTooFewSamplesIsRefused)
     std::vector<Atom> tables = UniformTables(3, 100, 10);
     tables[3] = Stsz(0, {10, 10}, 2);
     std::vector<VideoSampleRecord> samples;
-    EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr), QT::kQTErrBadSampleTable);
+    EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr),
+              QT::kQTErrBadSampleTable);
 }
 
 TEST(VideoSampleTable, SizeTableWhoseCountLiesReadsNothingPastTheAtom)
@@ -231,7 +237,8 @@ TEST(VideoSampleTable, SizeTableWhoseCountLiesReadsNothingPastTheAtom)
     std::vector<Atom> tables = UniformTables(3, 100, 10);
     tables[3] = Stsz(0, {10, 10}, 3);
     std::vector<VideoSampleRecord> samples;
-    EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr), QT::kQTErrBadSampleTable);
+    EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr),
+              QT::kQTErrBadSampleTable);
 }
 
 TEST(VideoSampleTable, LastRunEndsAtTheChunkCount)
@@ -239,7 +246,8 @@ TEST(VideoSampleTable, LastRunEndsAtTheChunkCount)
     std::vector<Atom> tables = UniformTables(3, 100, 10);
     tables[4] = Stco({1000, 2000});
     std::vector<VideoSampleRecord> samples;
-    EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr), QT::kQTErrInvalid);
+    EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr),
+              QT::kQTErrInvalid);
     EXPECT_EQ(samples.size(), 2u);
 }
 
@@ -250,7 +258,8 @@ TEST(VideoSampleTable, FailedChunkLookupGivesInvalidAndKeepsWhatWasAppended)
     tables[4] = Stco({1000});
     std::vector<VideoSampleRecord> samples;
     bool variable = true;
-    EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(true, true, samples, &variable), QT::kQTErrInvalid);
+    EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(true, true, samples, &variable),
+              QT::kQTErrInvalid);
     EXPECT_EQ(samples.size(), 2u);
     EXPECT_FALSE(variable);
 }
@@ -260,7 +269,8 @@ TEST(VideoSampleTable, BillionsOfConstantSizeSamplesAreRefused)
     std::vector<Atom> tables = {Stsd(Code("avc1")), Stts({{0xF0000000u, 1}}), Stsc({{1, 0xF0000000u, 1}}),
                                 Stsz(1, {}, 0xF0000000u), Stco({1000})};
     std::vector<VideoSampleRecord> samples;
-    EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr), QT::kQTErrBadSampleTable);
+    EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr),
+              QT::kQTErrBadSampleTable);
 }
 
 TEST(VideoSampleTable, NoSamplesIsABadTable)
@@ -268,5 +278,6 @@ TEST(VideoSampleTable, NoSamplesIsABadTable)
     std::vector<Atom> tables = UniformTables(1, 100, 10);
     tables[1] = Stts({});
     std::vector<VideoSampleRecord> samples;
-    EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr), QT::kQTErrBadSampleTable);
+    EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr),
+              QT::kQTErrBadSampleTable);
 }

@@ -35,9 +35,10 @@ public:
     explicit NullPointerError(const std::string& inTypeName);
 };
 
-[[noreturn]] TENACORE_API void ThrowError(int inLevel, const char* inText, int inCode, int inSubCode, bool inFlag,
-                                          const ReplacementValue& inR1, const ReplacementValue& inR2,
-                                          const ReplacementValue& inR3, const ReplacementValue& inR4);
+[[noreturn]] TENACORE_API void ThrowError(int inLevel, const char* inText, int inCode, int inSubCode,
+                                          bool inFlag, const ReplacementValue& inR1,
+                                          const ReplacementValue& inR2, const ReplacementValue& inR3,
+                                          const ReplacementValue& inR4);
 
 [[noreturn]] TENACORE_API void DoThrowNullPtrException(const std::string& inTypeName);
 
