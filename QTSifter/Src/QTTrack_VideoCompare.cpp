@@ -1,6 +1,7 @@
 #include <cstring>
 
 #include "QTContract.h"
+#include "QTSampleDescriptionWalk.h"
 #include "QTTrack.h"
 
 namespace QT
@@ -30,21 +31,34 @@ bool SameFormat(const ByteRange& inBytes, const uint8_t* inA, const uint8_t* inB
 
 } // namespace
 
-// Entry 0 is the reference; both entries are fetched afresh for each comparison.
+// Entry 0 is the reference for every later entry. One walk visits the entries in order, which
+// answers as a fresh walk for each index would, without its cost on a table of many entries.
 bool QTTrack::DescriptionsEquivalent(bool inCompareEntrySize)
 {
     const uint32_t count = GetSampleDescriptionCount();
+    if (count < 2)
+        return true;
+    const uint8_t* stsd = Item().stsd;
     const ByteRange bytes = Bytes();
+    SampleDescriptionWalk walk(bytes, stsd);
+    const uint8_t* first = walk.Entry();
     for (uint32_t i = 1; i < count; ++i)
     {
-        const uint8_t* entry = GetSampleDescription(Item().stsd, int32_t(i));
-        const uint8_t* first = GetSampleDescription(Item().stsd, 0);
-        if (!entry || !first)
+        if (first && !walk.Stalled())
+            walk.Next();
+        const uint8_t* entry = first ? walk.Entry() : nullptr;
+        if (!entry)
+        {
+            // The validated walk says why, as it does for any caller.
+            GetSampleDescription(stsd, int32_t(i));
+            GetSampleDescription(stsd, 0);
             return false;
-        if (inCompareEntrySize && BE::U32(entry) != BE::U32(first))
+        }
+        if ((inCompareEntrySize && BE::U32(entry) != BE::U32(first)) || !SameFormat(bytes, first, entry))
             return false;
-        if (!SameFormat(bytes, first, entry))
-            return false;
+        // An entry of size 0 answers for every later index, so they would all compare alike.
+        if (walk.Stalled())
+            return true;
     }
     return true;
 }

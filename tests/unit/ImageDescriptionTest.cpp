@@ -379,6 +379,38 @@ TEST(DescriptionComparison, DifferentExtensionsMatterOnlyThroughTheEntrySize)
     EXPECT_TRUE(t.track->GetAllImageDescriptionsEquivalent(true));
 }
 
+TEST(DescriptionComparison, EntryOfSizeZeroAnswersForEveryLaterIndexAtOnce)
+{
+    // Four billion entries claimed; the second has size 0, so the walk gives it for every index
+    // from 1 on. Its fields are a copy of the first's.
+    Atom copy = Described({});
+    Bytes zero = copy.Build();
+    zero[0] = zero[1] = zero[2] = zero[3] = 0;
+    Atom stsd("stsd");
+    stsd.FullHeader().U32(0xFFFFFFFF).Child(Described({})).Raw(zero);
+    std::vector<Atom> tables = BasicSampleTables({{1, 1}});
+    tables[0] = stsd;
+    OpenedTrack t = OpenTrack(MovieWith({TrakWith(TrackSpec{}, tables)}));
+    EXPECT_TRUE(t.track->GetAllSampleDescriptionsEquivalent());
+    EXPECT_FALSE(t.track->GetAllImageDescriptionsEquivalent(false));
+    EXPECT_TRUE(t.track->GetAllImageDescriptionsEquivalent(true));
+}
+
+TEST(DescriptionComparison, ManyEntriesAreComparedInOneWalk)
+{
+    // 20000 equal descriptions and then a corrupt one: one walk reaches the corruption.
+    Atom stsd("stsd");
+    stsd.FullHeader().U32(20001);
+    for (int i = 0; i < 20000; ++i)
+        stsd.Child(Described({}));
+    stsd.U32(0x7FFFFFFF).Type("avc1");
+    std::vector<Atom> tables = BasicSampleTables({{1, 1}});
+    tables[0] = stsd;
+    OpenedTrack t = OpenTrack(MovieWith({TrakWith(TrackSpec{}, tables)}));
+    EXPECT_FALSE(t.track->GetAllSampleDescriptionsEquivalent());
+    EXPECT_EQ(t.track->GetSampleDescriptionCount(), 20001u);
+}
+
 TEST(DescriptionComparison, DifferentFormatIsNotEquivalent)
 {
     ImageSpec other;

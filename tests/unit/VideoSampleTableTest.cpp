@@ -92,6 +92,18 @@ TEST(VideoSampleTable, MaxSamplesStopsThePass)
     EXPECT_EQ(reports, 0);
 }
 
+TEST(VideoSampleTable, LimitedPassReservesOnlyWhatItMayKeep)
+{
+    // Billions of constant-size samples in one chunk: a pass limited to two reserves room for two.
+    std::vector<Atom> tables = {Stsd(Code("avc1")), Stts({{1u << 26, 1}}), Stsc({{1, 1u << 26, 1}}),
+                                Stsz(1, {}, 1u << 26), Stco({1000})};
+    std::vector<VideoSampleRecord> samples;
+    ASSERT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, 2, samples, nullptr), 0u);
+    EXPECT_EQ(samples.size(), 2u);
+    EXPECT_LT(samples.capacity(), 1000u);
+    EXPECT_EQ(samples[1].fileOffset, 1001u);
+}
+
 TEST(VideoSampleTable, ChunkPastTheEndReportsAndGivesOffsetZero)
 {
     // The last run counts all chunks afresh for each sample, so sample 2 lands on a third chunk.
