@@ -4,8 +4,8 @@
 #include "QTAtomScan.h"
 #include "QTFourCC.h"
 #include "QTSifter.h"
+#include "QTTrace.h"
 #include "tenacore/string.h"
-#include "tenacore/trace.h"
 
 namespace QT
 {
@@ -13,24 +13,17 @@ namespace QT
 namespace
 {
 
-constexpr std::string_view kSifterCategory = "QTSifter";
-constexpr int kTraceLevel = 5;
-
 tenacore::debug::TraceSiteCache gMalformedKeySite;
 tenacore::debug::TraceSiteCache gMalformedKeyedItemSite;
 tenacore::debug::TraceSiteCache gMalformedTaggedItemSite;
 
-// "Malformed metadata <what> found: <which>.  Size: <size>", built only when tracing is on.
+// "Malformed metadata <what> found: <which>.  Size: <size>".
 template <class Which>
 void TraceMalformed(tenacore::debug::TraceSiteCache& ioSite, std::string_view inWhat, const Which& inWhich,
                     int64_t inSize)
 {
-    if (!ioSite.IsEnabled(kSifterCategory, kTraceLevel))
-        return;
-    tenacore::oUTF8StringStream stream;
-    stream << "Malformed metadata " << inWhat << " found: " << inWhich << ".  Size: " << inSize << "\r\n"
-           << std::flush;
-    tenacore::debug::Trace(kTraceLevel, kSifterCategory, stream.str());
+    TraceLine(ioSite, kSifterTraceCategory, "Malformed metadata ", inWhat, " found: ", inWhich,
+              ".  Size: ", inSize);
 }
 
 // A payload read as a big-endian integer of 1, 2 or 4 bytes; false for any other length.

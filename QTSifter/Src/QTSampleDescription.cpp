@@ -1,26 +1,12 @@
 #include "QTSampleDescriptionWalk.h"
+#include "QTTrace.h"
 #include "QTTrack.h"
-#include "tenacore/string.h"
-#include "tenacore/trace.h"
 
 namespace QT
 {
 
 namespace
 {
-
-constexpr std::string_view kTrackCategory = "QTTrack";
-constexpr int kTraceLevel = 5;
-
-// Each message has its own cache of whether tracing is on, so a disabled one builds no text.
-void TraceMalformed(tenacore::debug::TraceSiteCache& ioSite, std::string_view inText)
-{
-    if (!ioSite.IsEnabled(kTrackCategory, kTraceLevel))
-        return;
-    tenacore::oUTF8StringStream stream;
-    stream << inText << "\r\n" << std::flush;
-    tenacore::debug::Trace(kTraceLevel, kTrackCategory, stream.str());
-}
 
 tenacore::debug::TraceSiteCache gNoDescriptionsSite;
 tenacore::debug::TraceSiteCache gTooFewDescriptionsSite;
@@ -37,12 +23,13 @@ const uint8_t* QTTrack::GetSampleDescription(const uint8_t* inStsd, int32_t inIn
     SampleDescriptionWalk walk(Bytes(), inStsd);
     if (walk.Count() == 0)
     {
-        TraceMalformed(gNoDescriptionsSite, "Number of stsd samples in media is 0");
+        TraceLine(gNoDescriptionsSite, kTrackTraceCategory, "Number of stsd samples in media is 0");
         return nullptr;
     }
     if (uint32_t(inIndex) >= walk.Count())
     {
-        TraceMalformed(gTooFewDescriptionsSite, "Total number of stsd samples is less than expected");
+        TraceLine(gTooFewDescriptionsSite, kTrackTraceCategory,
+                  "Total number of stsd samples is less than expected");
         return nullptr;
     }
     for (uint32_t position = 0;; ++position)
@@ -50,7 +37,7 @@ const uint8_t* QTTrack::GetSampleDescription(const uint8_t* inStsd, int32_t inIn
         const uint8_t* entry = walk.Entry();
         if (!entry)
         {
-            TraceMalformed(gCorruptTableSite, "stsd table is corrupt. Returning...");
+            TraceLine(gCorruptTableSite, kTrackTraceCategory, "stsd table is corrupt. Returning...");
             return nullptr;
         }
         if (position == uint32_t(inIndex) || walk.Stalled())

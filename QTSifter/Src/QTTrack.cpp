@@ -79,7 +79,7 @@ int64_t QTTrack::GetMediaDuration() const
 }
 
 // The media time scale widens with its sign, the movie time scale without.
-uint32_t QTTrack::MovieToMediaTime(uint32_t inMovieTime)
+uint64_t QTTrack::MovieToMediaTime64(uint32_t inMovieTime)
 {
     const int64_t mediaScale = int32_t(GetMediaTimeScale());
     const int64_t movieScale = mMovieTimeScale;
@@ -87,19 +87,17 @@ uint32_t QTTrack::MovieToMediaTime(uint32_t inMovieTime)
         return inMovieTime;
     if (movieScale == 0)
         return 0;
-    return uint32_t(uint64_t(inMovieTime) * uint64_t(mediaScale) / uint64_t(movieScale));
+    return uint64_t(inMovieTime) * uint64_t(mediaScale) / uint64_t(movieScale);
+}
+
+uint32_t QTTrack::MovieToMediaTime(uint32_t inMovieTime)
+{
+    return uint32_t(MovieToMediaTime64(inMovieTime));
 }
 
 uint64_t QTTrack::GetTrackDurationInMediaTime()
 {
-    const int64_t mediaScale = int32_t(GetMediaTimeScale());
-    const int64_t movieScale = mMovieTimeScale;
-    const uint32_t duration = GetTrackDuration();
-    if (mediaScale == movieScale)
-        return duration;
-    if (movieScale == 0)
-        return 0;
-    return uint64_t(duration) * uint64_t(mediaScale) / uint64_t(movieScale);
+    return MovieToMediaTime64(GetTrackDuration());
 }
 
 uint64_t QTTrack::GetEditedTrackDuration()

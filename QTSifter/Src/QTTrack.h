@@ -107,6 +107,7 @@ private:
     bool CopyImageDescription(int32_t inIndex, std::vector<uint8_t>& outCopy);
     bool DescriptionsEquivalent(bool inCompareEntrySize);
     bool ReadApertureDimensions(const uint8_t* inAtom, float& outWidth, float& outHeight);
+    uint64_t MovieToMediaTime64(uint32_t inMovieTime);
     void ComputeEditState();
     void ComputeUneditedState(uint32_t inSttsCount);
     void ComputeSingleEditState();

@@ -1,9 +1,8 @@
 #include <algorithm>
 #include <set>
 
+#include "QTTrace.h"
 #include "QTTrack.h"
-#include "tenacore/string.h"
-#include "tenacore/trace.h"
 
 namespace QT
 {
@@ -11,21 +10,8 @@ namespace QT
 namespace
 {
 
-constexpr std::string_view kSifterCategory = "QTSifter";
-constexpr int kTraceLevel = 5;
-
 tenacore::debug::TraceSiteCache gInvalidDependencySite;
 tenacore::debug::TraceSiteCache gInvalidTableSite;
-
-template <class... Parts>
-void TraceLine(tenacore::debug::TraceSiteCache& ioSite, const Parts&... inParts)
-{
-    if (!ioSite.IsEnabled(kSifterCategory, kTraceLevel))
-        return;
-    tenacore::oUTF8StringStream stream;
-    (stream << ... << inParts) << "\r\n" << std::flush;
-    tenacore::debug::Trace(kTraceLevel, kSifterCategory, stream.str());
-}
 
 // 8-bit distances computed on the low bytes, wrapping.
 int8_t Distance(uint32_t inFrom, uint32_t inTo)
@@ -211,8 +197,8 @@ uint32_t QTTrack::MakeVideoTemporalReferenceTable(std::vector<VideoTemporalRefer
             if (frameClass == FrameClass::Invalid)
             {
                 bad = true;
-                TraceLine(gInvalidDependencySite, "Found invalid sdtp atom data at frame ",
-                          displayIndices.size());
+                TraceLine(gInvalidDependencySite, kSifterTraceCategory,
+                          "Found invalid sdtp atom data at frame ", displayIndices.size());
                 break;
             }
             anchors.Apply(frameClass, display, inRangeCount, outTable[display]);
@@ -220,7 +206,7 @@ uint32_t QTTrack::MakeVideoTemporalReferenceTable(std::vector<VideoTemporalRefer
     }
     if (bad || displayIndices.size() < sampleCount)
     {
-        TraceLine(gInvalidTableSite, "Invalid Quicktime sample table data detected.");
+        TraceLine(gInvalidTableSite, kSifterTraceCategory, "Invalid Quicktime sample table data detected.");
         return kQTErrBadSampleTable;
     }
     return kQTSuccess;

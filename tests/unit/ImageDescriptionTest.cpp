@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "Capture.h"
 #include "TrackTestSupport.h"
 #include "tenacore/debug.h"
 
@@ -49,26 +50,6 @@ Atom Fiel(uint8_t inCount, uint8_t inOrdering)
 {
     return Atom("fiel").U8(inCount).U8(inOrdering);
 }
-
-// Counts assertion reports while alive.
-struct AssertCounter
-{
-    AssertCounter()
-    {
-        previous = tenacore::debug::SetAssertHandler(
-            [this](const char* inPath, int, const char* inFunction, const char* inCondition,
-                   const std::string& inMessage)
-            {
-                ++count;
-                last = std::string(inPath) + "|" + inFunction + "|" + inCondition + "|" + inMessage;
-                return false;
-            });
-    }
-    ~AssertCounter() { tenacore::debug::SetAssertHandler(previous); }
-    int count = 0;
-    std::string last;
-    tenacore::debug::AssertHandler previous;
-};
 
 } // namespace
 

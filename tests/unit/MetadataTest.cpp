@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "AtomBuilder.h"
+#include "Capture.h"
 #include "TestFiles.h"
 #include "tenacore/trace.h"
 
@@ -11,22 +12,6 @@ using namespace qttest;
 
 namespace
 {
-
-// Captures what is traced under "QTSifter" while alive.
-struct TraceCapture
-{
-    TraceCapture()
-    {
-        tenacore::debug::SetTraceSink(
-            [this](int inLevel, std::string_view inCategory, std::string_view inText) {
-                lines.push_back(std::to_string(inLevel) + " " + std::string(inCategory) + " " +
-                                std::string(inText));
-            });
-        tenacore::debug::SetTraceLevel("QTSifter", 5);
-    }
-    ~TraceCapture() { tenacore::debug::ResetTraceSettings(); }
-    std::vector<std::string> lines;
-};
 
 Bytes Text(const std::string& inText)
 {
@@ -135,7 +120,7 @@ TEST(Metadata, KeyedOffsetsPointAtTheValueBytesInTheLoadedAtom)
 
 TEST(Metadata, KeyedFormWithoutHandlerYieldsNothingSilently)
 {
-    TraceCapture trace;
+    TraceCapture trace("QTSifter");
     const Opened opened = OpenBytes(
         MovieWithMetadata({Atom("meta").Children({Keys({"k"}), Ilst({Item(1, 1, Text("value"))})})}));
     ASSERT_EQ(opened.result, 0u);
@@ -153,7 +138,7 @@ TEST(Metadata, KeysBeforeHandlerSendsTheWalkIntoTheCountWord)
 
 TEST(Metadata, AnAtomBetweenKeysAndIlstMeansNoKeyedItems)
 {
-    TraceCapture trace;
+    TraceCapture trace("QTSifter");
     const Opened opened = OpenBytes(MovieWithMetadata({Atom("meta").Children(
         {Hdlr(Code("mdta")), Keys({"k"}), Atom("skip").U32(0), Ilst({Item(1, 1, Text("value"))})})}));
     ASSERT_EQ(opened.result, 0u);
@@ -163,7 +148,7 @@ TEST(Metadata, AnAtomBetweenKeysAndIlstMeansNoKeyedItems)
 
 TEST(Metadata, KeyTableBrokenAtEntryThreeKeepsThreeKeys)
 {
-    TraceCapture trace;
+    TraceCapture trace("QTSifter");
     Atom keys("keys");
     keys.FullHeader().U32(5);
     for (const std::string key : {"a", "b", "c"})
@@ -272,7 +257,7 @@ TEST(Metadata, NameTaggedTextIsKeyedByItsLastThreeBytes)
 
 TEST(Metadata, NameTaggedNonTextStoresAndReportsNothing)
 {
-    TraceCapture trace;
+    TraceCapture trace("QTSifter");
     const Opened opened = OpenBytes(
         MovieWithMetadata({TaggedUdta({Item(Code("tmpo"), 0x15, {0, 120}), Item(Code("cpil"), 0, {1})})}));
     EXPECT_TRUE(ItemsOf(opened).empty());
@@ -293,7 +278,7 @@ TEST(Metadata, TrackUserDataComesFirstThenMovieUserDataThenKeyedItems)
 
 TEST(Metadata, MovieUserDataBehindTheLastTrackIsReadTwiceAndReportedTwice)
 {
-    TraceCapture trace;
+    TraceCapture trace("QTSifter");
     Atom broken = Item(kCopyrightTitle, 1, Text("over"));
     Atom ilst("ilst");
     const Bytes item = broken.Build();
@@ -311,7 +296,7 @@ TEST(Metadata, MovieUserDataBehindTheLastTrackIsReadTwiceAndReportedTwice)
 
 TEST(Metadata, KeyedItemRunningPastItsIlstIsReportedByOrdinal)
 {
-    TraceCapture trace;
+    TraceCapture trace("QTSifter");
     Atom item = Item(2, 1, Text("long"));
     Bytes bytes = item.Build();
     bytes[3] += 16;
@@ -352,7 +337,7 @@ TEST(Metadata, MetaDirectlyUnderTrakAndDeepUserDataAreNotLookedAt)
 
 TEST(Metadata, NegativeKeyCountIsAMalformedKeyTable)
 {
-    TraceCapture trace;
+    TraceCapture trace("QTSifter");
     Atom keys("keys");
     keys.FullHeader().U32(0x80000001).U32(9).Type("mdta").Text("a");
     const Opened opened = OpenBytes(MovieWithMetadata({KeyedMeta(keys, {Item(1, 1, Text("1"))})}));
@@ -364,7 +349,7 @@ TEST(Metadata, NegativeKeyCountIsAMalformedKeyTable)
 
 TEST(Metadata, HugeKeyCountKeepsTheKeysThatFit)
 {
-    TraceCapture trace;
+    TraceCapture trace("QTSifter");
     Atom keys("keys");
     keys.FullHeader().U32(0x7FFFFFFF).U32(9).Type("mdta").Text("a");
     const Opened opened = OpenBytes(MovieWithMetadata({KeyedMeta(keys, {Item(1, 1, Text("1"))})}));
@@ -378,7 +363,7 @@ TEST(Metadata, KeyEntryTooShortForItsHeaderIsMalformed)
 {
     for (uint32_t size = 0; size < 8; ++size)
     {
-        TraceCapture trace;
+        TraceCapture trace("QTSifter");
         Atom keys("keys");
         keys.FullHeader().U32(2).U32(9).Type("mdta").Text("a").U32(size).Type("mdta");
         const Opened opened =

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "Capture.h"
 #include "TrackTestSupport.h"
 #include "tenacore/trace.h"
 
@@ -10,22 +11,6 @@ using namespace qttest;
 
 namespace
 {
-
-// Captures what is traced under "QTTrack" while alive.
-struct TraceCapture
-{
-    TraceCapture()
-    {
-        tenacore::debug::SetTraceSink(
-            [this](int inLevel, std::string_view inCategory, std::string_view inText) {
-                lines.push_back(std::to_string(inLevel) + " " + std::string(inCategory) + " " +
-                                std::string(inText));
-            });
-        tenacore::debug::SetTraceLevel("QTTrack", 5);
-    }
-    ~TraceCapture() { tenacore::debug::ResetTraceSettings(); }
-    std::vector<std::string> lines;
-};
 
 OpenedTrack TrackWithStsd(const Atom& inStsd)
 {
@@ -48,7 +33,7 @@ static const uint8_t* Description(OpenedTrack& ioTrack, int32_t inIndex)
 
 TEST(SampleDescription, OneEntryIsFoundSixteenBytesIntoTheAtomAndASecondIsMissing)
 {
-    TraceCapture trace;
+    TraceCapture trace("QTTrack");
     OpenedTrack t = TrackWithStsd(Atom("stsd").FullHeader().U32(1).Child(Entry("avc1")));
     EXPECT_EQ(Description(t, 0), t.impl->Item().stsd + 16);
     EXPECT_TRUE(trace.lines.empty());
@@ -73,7 +58,7 @@ TEST(SampleDescription, EntryAsLargeAsTheWholeAtomIsAccepted)
 
 TEST(SampleDescription, NegativeIndexGivesNullSilently)
 {
-    TraceCapture trace;
+    TraceCapture trace("QTTrack");
     OpenedTrack t = TrackWithStsd(Atom("stsd").FullHeader().U32(1).Child(Entry("avc1")));
     EXPECT_EQ(Description(t, -1), nullptr);
     EXPECT_TRUE(trace.lines.empty());
@@ -81,7 +66,7 @@ TEST(SampleDescription, NegativeIndexGivesNullSilently)
 
 TEST(SampleDescription, NoEntriesIsReported)
 {
-    TraceCapture trace;
+    TraceCapture trace("QTTrack");
     OpenedTrack t = TrackWithStsd(Atom("stsd").FullHeader().U32(0));
     EXPECT_EQ(Description(t, 0), nullptr);
     EXPECT_EQ(trace.lines, (std::vector<std::string>{"5 QTTrack Number of stsd samples in media is 0\r\n"}));
@@ -89,7 +74,7 @@ TEST(SampleDescription, NoEntriesIsReported)
 
 TEST(SampleDescription, OversizedFirstEntryCorruptsEveryIndex)
 {
-    TraceCapture trace;
+    TraceCapture trace("QTTrack");
     OpenedTrack t = TrackWithStsd(
         Atom("stsd").FullHeader().U32(2).Child(Entry("avc1").SizeWord(1000)).Child(Entry("hvc1")));
     EXPECT_EQ(Description(t, 0), nullptr);
@@ -129,14 +114,14 @@ TEST(SampleDescription, EntryHeaderOutsideTheBufferIsCorrupt)
     ASSERT_EQ(t.opened.result, 0u);
     t.opened.movie->GetIndTrack(t.track, 0);
     t.impl = tenacore::classref::InterfaceRef<QT::QTTrack>::Query(t.track);
-    TraceCapture trace;
+    TraceCapture trace("QTTrack");
     EXPECT_EQ(Description(t, 1), nullptr);
     EXPECT_EQ(trace.lines.size(), 1u);
 }
 
 TEST(SampleDescription, RepeatedFailureWithoutSettingChangesAsksTraceEnabledOnce)
 {
-    TraceCapture trace;
+    TraceCapture trace("QTTrack");
     OpenedTrack t = TrackWithStsd(Atom("stsd").FullHeader().U32(0));
     EXPECT_EQ(Description(t, 0), nullptr);
     const uint64_t asked = tenacore::debug::TraceEnabledQueryCount();

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "AtomBuilder.h"
+#include "Capture.h"
 #include "QTShared.h"
 #include "TrackTestSupport.h"
 #include "tenacore/debug.h"
@@ -17,26 +18,6 @@ struct BuiltTable
     QT::ByteRange Range() const { return {bytes.data(), bytes.size()}; }
     QT::TableAtom Table() const { return QT::TableAtom(bytes.data(), Range()); }
     Bytes bytes;
-};
-
-// Counts assertion reports while alive.
-struct AssertCounter
-{
-    AssertCounter()
-    {
-        previous = tenacore::debug::SetAssertHandler(
-            [this](const char*, int, const char* inFunction, const char* inCondition,
-                   const std::string& inMessage)
-            {
-                ++count;
-                last = std::string(inFunction) + "|" + inCondition + "|" + inMessage;
-                return false;
-            });
-    }
-    ~AssertCounter() { tenacore::debug::SetAssertHandler(previous); }
-    int count = 0;
-    std::string last;
-    tenacore::debug::AssertHandler previous;
 };
 
 } // namespace
@@ -109,7 +90,7 @@ TEST(SampleTables, EmptySixtyFourBitTableStillWinsAndItsFirstEntryIsAContractVio
     AssertCounter asserts;
     EXPECT_EQ(offsets.GetEntry(0), 0u);
     EXPECT_EQ(asserts.count, 1);
-    EXPECT_EQ(asserts.last, "ChunkOffsetHelper::GetEntry|false|Invalid entryIdx");
+    EXPECT_EQ(asserts.last, "QTSifter/Inc/QTShared|ChunkOffsetHelper::GetEntry|false|Invalid entryIdx");
 }
 
 TEST(SampleTables, ChunkOffsetCountIsNotTrustedBeyondTheAtom)

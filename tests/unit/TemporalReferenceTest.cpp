@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "Capture.h"
 #include "TrackTestSupport.h"
 #include "tenacore/trace.h"
 
@@ -11,19 +12,6 @@ using QT::VideoTemporalReference;
 
 namespace
 {
-
-struct TraceCapture
-{
-    TraceCapture()
-    {
-        tenacore::debug::SetTraceSink(
-            [this](int, std::string_view inCategory, std::string_view inText)
-            { lines.push_back(std::string(inCategory) + " " + std::string(inText)); });
-        tenacore::debug::SetTraceLevel("QTSifter", 5);
-    }
-    ~TraceCapture() { tenacore::debug::ResetTraceSettings(); }
-    std::vector<std::string> lines;
-};
 
 Atom Ctts(const std::vector<std::pair<uint32_t, int32_t>>& inEntries)
 {
@@ -91,13 +79,13 @@ TEST(TemporalReference, FirstIntraFrameAnchorsAtItsOwnDisplayIndex)
 
 TEST(TemporalReference, FlagsOfNoClassStopTheRun)
 {
-    TraceCapture trace;
+    TraceCapture trace("QTSifter");
     OpenedTrack t = Track(3, {Ctts({{3, 0}}), Sdtp({0x24, 0x24, 0x00})});
     std::vector<VideoTemporalReference> table;
     EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
     EXPECT_EQ(trace.lines,
-              (std::vector<std::string>{"QTSifter Found invalid sdtp atom data at frame 3\r\n",
-                                        "QTSifter Invalid Quicktime sample table data detected.\r\n"}));
+              (std::vector<std::string>{"5 QTSifter Found invalid sdtp atom data at frame 3\r\n",
+                                        "5 QTSifter Invalid Quicktime sample table data detected.\r\n"}));
 }
 
 TEST(TemporalReference, EmptyCompositionTableLeavesTheDisplaySetEmpty)
