@@ -12,9 +12,10 @@ namespace
 // sample size lets a few bytes of table claim billions of samples; such a track is refused rather
 // than listed.
 constexpr uint32_t kMaxVideoSamples = 1u << 27;
-// The vector is reserved once for the records a pass can keep, up to this many (three days at 60
-// frames a second); a longer table grows it as its records come.
-constexpr uint32_t kMostRecordsReserved = 1u << 24;
+// The vector is reserved once for the records a pass can keep. A size table holds four bytes for
+// each of them, so that reserve is bounded by the movie buffer; with a constant size nothing in
+// the file backs the count, and past this many the vector grows as records come.
+constexpr uint32_t kMostUnbackedRecordsReserved = 1u << 20;
 
 // A duration with its top bit set counts as negative in the running times.
 uint64_t Widened(uint32_t inDuration)
@@ -53,7 +54,8 @@ uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t
     // A size table must cover every sample, and its entries must lie inside it.
     if (sizes.StatedCount() < sampleCount || (constantSize == 0 && !sizes.HasEntry(sampleCount - 1)))
         return kQTErrBadSampleTable;
-    const size_t reserved = std::min({sampleCount, inMaxSamples, kMostRecordsReserved});
+    const size_t reserved =
+        std::min({sampleCount, inMaxSamples, constantSize != 0 ? kMostUnbackedRecordsReserved : sampleCount});
     if (outSamples.capacity() < reserved)
         outSamples.reserve(reserved);
 
