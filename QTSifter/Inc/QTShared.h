@@ -76,9 +76,10 @@ public:
     // it is reported and the result is 0.
     uint64_t GetEntry(uint32_t inEntryIdx) const
     {
+        // The count was cut to the entries inside the table, so an index below it reads inside.
         if (inEntryIdx < mEntryCount) [[likely]]
-            return mIs64Bit ? mTable.U64(16 + 8 * uint64_t(inEntryIdx))
-                            : mTable.U32(16 + 4 * uint64_t(inEntryIdx));
+            return mIs64Bit ? BE::U64(mTable.Atom() + 16 + 8 * uint64_t(inEntryIdx))
+                            : BE::U32(mTable.Atom() + 16 + 4 * uint64_t(inEntryIdx));
         return ReportInvalidEntry();
     }
 
@@ -161,16 +162,22 @@ private:
 class SampleSizeTable
 {
 public:
-    explicit SampleSizeTable(const TableAtom& inStsz) : mStsz(inStsz) {}
+    explicit SampleSizeTable(const TableAtom& inStsz) : mStsz(inStsz), mConstantSize(inStsz.U32(12)) {}
 
-    uint32_t ConstantSize() const noexcept { return mStsz.U32(12); }
+    uint32_t ConstantSize() const noexcept { return mConstantSize; }
     uint32_t StatedCount() const noexcept { return mStsz.U32(16); }
     // Entries that lie inside the atom.
     bool HasEntry(uint32_t inSample) const noexcept { return mStsz.Has(20 + 4 * uint64_t(inSample), 4); }
     uint32_t EntrySize(uint32_t inSample) const noexcept { return mStsz.U32(20 + 4 * uint64_t(inSample)); }
+    // The same, unchecked, for a sample at or before one that HasEntry has vouched for.
+    uint32_t VouchedEntrySize(uint32_t inSample) const noexcept
+    {
+        return BE::U32(mStsz.Atom() + 20 + 4 * uint64_t(inSample));
+    }
 
 private:
     TableAtom mStsz;
+    uint32_t mConstantSize;
 };
 
 // Sync samples from stss, for samples asked in increasing order. Without stss every sample is a
@@ -199,7 +206,8 @@ class ChunkOffsetCursor
 public:
     explicit ChunkOffsetCursor(const SampleSizeTable& inSizes) : mSizes(inSizes) {}
 
-    bool Next(uint32_t inSample, const ChunkPlace& inPlace, uint64_t& outOffset);
+    // inSize is this sample's size as the pass read it: the next sample of the chunk adds it.
+    bool Next(uint32_t inSample, uint32_t inSize, const ChunkPlace& inPlace, uint64_t& outOffset);
 
 private:
     bool SumFromChunkStart(uint32_t inChunkFirst, uint32_t inSample, int64_t& outTotal) const;
@@ -208,6 +216,7 @@ private:
     bool mHaveLast = false;
     uint32_t mChunkFirst = 0;
     uint32_t mLastSample = 0;
+    uint32_t mLastSize = 0;
     int64_t mLastTotal = 0;
 };
 
@@ -283,7 +292,8 @@ inline bool SyncSampleCursor::IsSync(uint32_t inSample)
     return true;
 }
 
-inline bool ChunkOffsetCursor::Next(uint32_t inSample, const ChunkPlace& inPlace, uint64_t& outOffset)
+inline bool ChunkOffsetCursor::Next(uint32_t inSample, uint32_t inSize, const ChunkPlace& inPlace,
+                                    uint64_t& outOffset)
 {
     outOffset = 0;
     if (inPlace.samplesPerChunk == 0)
@@ -299,16 +309,13 @@ inline bool ChunkOffsetCursor::Next(uint32_t inSample, const ChunkPlace& inPlace
         return true;
     }
     else if (mHaveLast && chunkFirst == mChunkFirst && inSample == mLastSample + 1)
-    {
-        if (!mSizes.HasEntry(mLastSample))
-            return false;
-        total = mLastTotal + int32_t(mSizes.EntrySize(mLastSample));
-    }
+        total = mLastTotal + int32_t(mLastSize);
     else if (!SumFromChunkStart(chunkFirst, inSample, total))
         return false;
     mHaveLast = true;
     mChunkFirst = chunkFirst;
     mLastSample = inSample;
+    mLastSize = inSize;
     mLastTotal = total;
     outOffset = uint64_t(total);
     return true;

@@ -145,7 +145,7 @@ bool OffsetInChunk(uint32_t inSample, const ChunkPlace& inPlace, const SampleSiz
         return false;
     ChunkPlace place = inPlace;
     place.positionInChunk = (inSample - inPlace.runFirstSample) % inPlace.samplesPerChunk;
-    return ChunkOffsetCursor(inSizes).Next(inSample, place, outOffset);
+    return ChunkOffsetCursor(inSizes).Next(inSample, inSizes.EntrySize(inSample), place, outOffset);
 }
 
 bool IsOneSamplePerChunk(const SampleSizeTable& inSizes, const TableAtom& inStsc, uint32_t inChunkCount,

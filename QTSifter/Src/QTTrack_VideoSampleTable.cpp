@@ -67,6 +67,9 @@ uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t
     ChunkOffsetCursor inChunk(sizes);
 
     const uint32_t endTime = mEditedMediaDuration + mMediaStartTime;
+    // Read once: the record stores below could otherwise be taken to change them.
+    const uint32_t firstIndex = mFirstSampleIndex;
+    const uint32_t firstDuration = mFirstSampleDuration;
     uint64_t decodeTime = 0;
     uint64_t keptTime = 0;
     uint32_t keptCount = 0;
@@ -76,7 +79,8 @@ uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t
     {
         VideoSampleRecord record;
         record.isSync = sync.IsSync(sample);
-        record.size = constantSize != 0 ? constantSize : sizes.EntrySize(sample);
+        // Every entry below the sample count was found inside the size table above.
+        record.size = constantSize != 0 ? constantSize : sizes.VouchedEntrySize(sample);
         uint32_t duration = 0;
         if (!durations.Next(sample, duration))
             break;
@@ -86,19 +90,19 @@ uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t
         {
             ChunkPlace place;
             uint64_t offsetInChunk = 0;
-            if (!places.Locate(sample, place) || !inChunk.Next(sample, place, offsetInChunk))
-                return kQTErrInvalid;
+            if (!places.Locate(sample, place) || !inChunk.Next(sample, record.size, place, offsetInChunk))
+                return kQTErrInvalid; // what was appended stays
             record.fileOffset = chunks.GetEntry(place.chunkIndex) + offsetInChunk;
         }
         if (!inIgnoreEdits)
         {
-            if (sample < mFirstSampleIndex || decodeTime >= endTime)
+            if (sample < firstIndex || decodeTime >= endTime)
             {
                 decodeTime += Widened(duration);
                 continue;
             }
-            if (mFirstSampleDuration != 0 && sample == mFirstSampleIndex)
-                duration = mFirstSampleDuration;
+            if (firstDuration != 0 && sample == firstIndex)
+                duration = firstDuration;
             else if (decodeTime + Widened(duration) > endTime)
                 duration = uint32_t(endTime - decodeTime);
         }

@@ -116,7 +116,7 @@ TEST(SampleCursorProperty, RunningChunkOffsetsEqualFreshSums)
             for (uint32_t before = sample - sample % perChunk; before < sample; ++before)
                 expected += int32_t(sizes[before]);
             uint64_t actual = 0;
-            ASSERT_TRUE(cursor.Next(sample, place, actual));
+            ASSERT_TRUE(cursor.Next(sample, sizes[sample], place, actual));
             EXPECT_EQ(actual, uint64_t(expected)) << perChunk << "/" << sample;
         }
     }
