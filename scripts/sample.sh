@@ -25,3 +25,6 @@ echo "\$ qtsifter info $movie"
 echo
 echo "\$ qtsifter info $movie --json"
 "$tool" info "$movie" --json
+echo
+echo "\$ qtsifter samples $movie --track 0 --max 5"
+"$tool" samples "$movie" --track 0 --max 5
