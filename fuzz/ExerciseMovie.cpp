@@ -74,7 +74,7 @@ void ExerciseMetadata(QT::IQTMovie& inMovie)
         if (inMovie.GetMetadataValueOffset(key, offset))
             Keep(offset);
     }
-    for (const char* key : {"", "com.apple.quicktime.title", "\251nam"})
+    for (const char* key : {"", "title", "\251nam"})
     {
         QT::MetadataValue value;
         if (inMovie.GetMetadataValue(key, value))

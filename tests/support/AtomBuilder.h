@@ -94,7 +94,7 @@ Atom Minf(const TrackSpec& inSpec);
 Atom Mdia(const TrackSpec& inSpec);
 Atom Trak(const TrackSpec& inSpec);
 
-// ftyp, moov (mvhd and one trak per spec), mdat.
+// ftyp, moov (mvhd and one trak for each TrackSpec), mdat.
 Bytes SimpleMovie(std::initializer_list<TrackSpec> inTracks = {TrackSpec{}}, uint32_t inTimeScale = 600,
                   uint32_t inDuration = 1000);
 
@@ -111,7 +111,7 @@ std::vector<Atom> BasicSampleTables(const std::vector<std::pair<uint32_t, uint32
 struct ImageSpec
 {
     uint32_t format = Code("avc1");
-    uint32_t vendor = Code("appl");
+    uint32_t vendor = Code("test");
     uint32_t temporalQuality = 512;
     uint32_t spatialQuality = 1024;
     int16_t width = 640;

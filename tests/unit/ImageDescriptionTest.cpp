@@ -62,7 +62,7 @@ TEST(ImageDescription, FixedFieldsAreRead)
     spec.depth = 32;
     OpenedTrack t = TrackWithDescriptions({Described({}, spec)});
     EXPECT_EQ(t.track->GetVideoMediaCompressionFourCC(0), Code("hvc1"));
-    EXPECT_EQ(t.track->GetVideoMediaVendorFourCC(0), Code("appl"));
+    EXPECT_EQ(t.track->GetVideoMediaVendorFourCC(0), Code("test"));
     EXPECT_EQ(t.track->GetVideoMediaWidth(0), 1920);
     EXPECT_EQ(t.track->GetVideoMediaHeight(0), 1080);
     EXPECT_EQ(t.track->GetVideoMediaDepth(0), 32);
