@@ -147,10 +147,7 @@ bool QTTrack::GetUserDataItem(uint32_t inType, MK::BinaryData& outData)
 // dinf holds dref at byte 8; dref's entry count stands at byte 20 of dinf and its first entry at 24.
 uint32_t QTTrack::GetDataReferenceType()
 {
-    const uint8_t* dinf = Item().dinf;
-    if (dinf && Bytes().U32Or0(dinf, 20) == 1)
-        return Bytes().U32Or0(dinf, 28);
-    return FourCC("????");
+    return HasSingleDataReference() ? Bytes().U32Or0(Item().dinf, 28) : FourCC("????");
 }
 
 bool QTTrack::HasSingleDataReference()
