@@ -2,9 +2,10 @@
 
 #include <zlib.h>
 
+#include "QTAtomLayout.h"
 #include "QTAtomScan.h"
 #include "QTFourCC.h"
-#include "QTSifter.h"
+#include "QTMovieWalk.h"
 
 namespace QT
 {
@@ -28,24 +29,26 @@ struct CompressedMovie
     uint32_t length = 0;
 };
 
-// Children of cmov, read with the buffer's size as limit; the last dcom and cmvd win.
-CompressedMovie ScanCompressedMovie(const uint8_t* inData, uint32_t inLimit, uint32_t& ioPos)
+// Children of cmov, read with the buffer's size as limit; the last dcom and cmvd win. ioPos ends
+// where the scan stopped, which may lie past the end of cmov.
+CompressedMovie ScanCompressedMovie(const uint8_t* inData, uint32_t inLimit, const WalkRules& inRules,
+                                    uint32_t& ioPos)
 {
     CompressedMovie found;
-    AtomHeader atom;
-    uint32_t pos = ioPos + 8;
-    while (pos <= inLimit && inLimit - pos > 8 && ReadValidAtom(inData, pos, inLimit, atom))
+    auto children = ChildAtomScanner::InBuffer(inData, inLimit, uint64_t(ioPos) + kAtomHeaderSize,
+                                               {.minBytesLeft = inRules.minBytesLeft});
+    ChildAtom atom;
+    while (children.Next(atom))
     {
-        if (atom.type == kDcomAtom && inLimit - pos >= 12)
-            found.method = BE::U32(inData + pos + 8);
+        if (atom.type == kDcomAtom && inLimit - atom.position >= kDcomMethodFromAtom + 4)
+            found.method = BE::U32(inData + atom.position + kDcomMethodFromAtom);
         else if (atom.type == kCmvdAtom)
         {
-            found.data = inData + pos + 8;
-            found.length = atom.size >= 8 ? atom.size - 8 : 0;
+            found.data = inData + atom.position + kAtomHeaderSize;
+            found.length = atom.size >= kAtomHeaderSize ? atom.size - kAtomHeaderSize : 0;
         }
-        pos += atom.size;
     }
-    ioPos = pos;
+    ioPos = uint32_t(children.Position());
     return found;
 }
 
@@ -57,14 +60,15 @@ size_t ExpansionBufferSize(uint32_t inStatedSize, uint32_t inStreamLength)
 
 } // namespace
 
-QTSifter::Expansion QTSifter::ExpandCompressedMovie(uint32_t& ioPos)
+Expansion ExpandCompressedMovie(MovieIndex& ioIndex, const WalkRules& inRules, uint32_t& ioPos)
 {
-    const CompressedMovie compressed = ScanCompressedMovie(mooVAtom->Data(), movieAtomSize, ioPos);
+    const CompressedMovie compressed =
+        ScanCompressedMovie(ioIndex.Data(), ioIndex.movieAtomSize, inRules, ioPos);
     // The payload must hold the expanded size word ahead of the stream.
     if (compressed.data == nullptr || compressed.length < 4 || compressed.method != kZlibCompression)
         return {};
     const uint32_t statedSize = BE::U32(compressed.data);
-    if (statedSize > kMaxExpandedSize || expansionDepth >= kMaxExpansionDepth)
+    if (statedSize > kMaxExpandedSize || ioIndex.expansionDepth >= kMaxExpansionDepth)
         return {};
 
     auto expanded = std::make_shared<QTMooVAtom>();
@@ -79,12 +83,12 @@ QTSifter::Expansion QTSifter::ExpandCompressedMovie(uint32_t& ioPos)
 
     // A stream shorter than its stated size leaves the tail of the buffer unfilled; it is not movie.
     expanded->buffer->Shrink(expandedLength);
-    mooVAtom = std::move(expanded);
-    movieAtomSize = uint32_t(expandedLength);
-    movieAtomOffset = 0;
-    ++expansionDepth;
-    const bool headerRead = ReadMovieHeader();
-    --expansionDepth;
+    ioIndex.mooVAtom = std::move(expanded);
+    ioIndex.movieAtomSize = uint32_t(expandedLength);
+    ioIndex.movieAtomOffset = 0;
+    ++ioIndex.expansionDepth;
+    const bool headerRead = ReadMovieHeader(ioIndex, inRules);
+    --ioIndex.expansionDepth;
     return {true, headerRead};
 }
 

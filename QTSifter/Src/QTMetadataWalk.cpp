@@ -1,9 +1,10 @@
 #include <cstring>
 #include <vector>
 
+#include "QTAtomLayout.h"
 #include "QTAtomScan.h"
 #include "QTFourCC.h"
-#include "QTSifter.h"
+#include "QTMovieWalk.h"
 #include "QTTrace.h"
 #include "tenacore/string.h"
 
@@ -99,149 +100,158 @@ bool DecodeValue(const ByteRange& inBuffer, const uint8_t* inPayload, int64_t in
     }
 }
 
-} // namespace
-
-// Children of a name-tagged meta; only ilst children are read.
-void QTSifter::ParseMetaItems(const uint8_t* inBuffer, uint32_t inStart, uint32_t inEnd)
+// Items of one ilst, keyed or name-tagged: each needs its fixed 16 bytes inside the buffer, and
+// one that runs past the ilst is given, since whether that matters depends on the item.
+ChildAtomScanner IlstItems(const MovieIndex& inIndex, uint64_t inFirstItem, uint64_t inEnd)
 {
-    for (uint32_t pos = inStart; pos < inEnd && inEnd - pos > 8;)
-    {
-        const uint32_t size = BE::U32(inBuffer + pos);
-        if (size == 0 || size > inEnd - pos)
-            return;
-        if (BE::U32(inBuffer + pos + 4) == kIlstAtom)
-            ParseTaggedItems(inBuffer, pos + 8, uint64_t(pos) + size);
-        pos += size;
-    }
+    return {inIndex.Data(),        inIndex.movieAtomSize,
+            inFirstItem,           inEnd,
+            inIndex.movieAtomSize, {.minBytesLeft = kItemFixedBytes, .overrun = Overrun::Given}};
 }
 
-// Text items keyed by the last three bytes of their type. Items are stepped by their own size;
-// one of size 0 would never move, so it ends the ilst.
-void QTSifter::ParseTaggedItems(const uint8_t* inBuffer, uint64_t inStart, uint64_t inEnd)
+// Text items keyed by the last three bytes of their type.
+void ParseTaggedItems(MovieIndex& ioIndex, const uint8_t* inBuffer, uint64_t inStart, uint64_t inEnd)
 {
-    const ByteRange buffer(inBuffer, movieAtomSize);
-    for (uint64_t item = inStart; item < inEnd;)
+    ChildAtomScanner items = IlstItems(ioIndex, inStart, inEnd);
+    ChildAtom item;
+    while (items.Next(item))
     {
-        if (!buffer.Contains(inBuffer, item, 16))
-            return;
-        const uint8_t* at = inBuffer + item;
-        const uint32_t size = BE::U32(at);
-        const int64_t payload = int64_t(size) - 24;
-        if (size == 0)
-            return;
-        if (BE::U32(at + 12) == kDataAtom && payload > 0)
+        const uint8_t* at = inBuffer + item.position;
+        const int64_t payload = int64_t(item.size) - kItemValueFromItem;
+        if (BE::U32(at + kItemDataTypeFromItem) != kDataAtom || payload <= 0)
+            continue;
+        const std::string key(reinterpret_cast<const char*>(at + kItemTagKeyFromItem), kItemTagKeyLength);
+        if (item.size > inEnd - item.position)
         {
-            const std::string key(reinterpret_cast<const char*>(at + 5), 3);
-            if (size > inEnd - item)
-            {
-                TraceMalformed(gMalformedTaggedItemSite, "item", key, payload);
-                return;
-            }
-            if (BE::I32(at + 16) == kMetadataUTF8)
-                metadataItems.insert(
-                    {key,
-                     {kMetadataUTF8, std::string(reinterpret_cast<const char*>(at + 24), size_t(payload))}});
+            TraceMalformed(gMalformedTaggedItemSite, "item", key, payload);
+            return;
         }
-        item += size;
+        if (BE::I32(at + kItemTypeCodeFromItem) == kMetadataUTF8)
+            ioIndex.metadataItems.insert(
+                {key,
+                 {kMetadataUTF8,
+                  std::string(reinterpret_cast<const char*>(at + kItemValueFromItem), size_t(payload))}});
     }
 }
 
-// The keyed form: meta, hdlr and keys found among the children of moov and meta as one run,
-// then the ilst right behind keys.
-void QTSifter::ParseMetadata()
+// Where the keyed form stands: meta, hdlr and keys found among the children of moov and meta as
+// one run. False when the run ends before all three were seen.
+bool FindKeyedMetadata(const MovieIndex& inIndex, const WalkRules& inRules, ChildAtom& outKeys)
 {
-    const uint8_t* data = mooVAtom->Data();
-    const uint32_t size = movieAtomSize;
+    auto atoms = ChildAtomScanner::InBuffer(inIndex.Data(), inIndex.movieAtomSize, kAtomHeaderSize,
+                                            {.minBytesLeft = inRules.minBytesLeft});
     bool meta = false, hdlr = false, keys = false;
-    uint32_t keysPos = 0, keysEnd = 0;
-    AtomHeader atom;
-    for (uint32_t pos = 8; !(meta && hdlr && keys);)
+    ChildAtom atom;
+    while (!(meta && hdlr && keys))
     {
-        if (!ReadValidAtom(data, pos, size, atom))
-            return;
+        if (!atoms.Next(atom))
+            return false;
         if (atom.type == kMetaAtom)
         {
             meta = true;
-            pos += 8;
+            atoms.MoveTo(atom.position + kAtomHeaderSize);
         }
         else if (atom.type == kKeysAtom)
         {
             // The walk goes on at the count word, which is then read as an atom's size.
             keys = true;
-            keysPos = pos;
-            keysEnd = pos + atom.size;
-            pos += 12;
+            outKeys = atom;
+            atoms.MoveTo(atom.position + kKeysCountFromAtom);
         }
         else
-        {
             hdlr = hdlr || atom.type == kHdlrAtom;
-            pos += atom.size;
-        }
     }
-    std::vector<std::string> keyTable = ReadMetadataKeys(keysPos, keysEnd);
-    if (!ReadValidAtom(data, keysEnd, size, atom) || atom.type != kIlstAtom || keyTable.empty())
-        return;
-    ParseKeyedItems(keysEnd, keyTable);
+    return true;
 }
 
 // Keys up to the first malformed entry. The table is never sized from the count: a negative or
-// oversized count, or an entry too short to hold its own header, ends it with a report.
-std::vector<std::string> QTSifter::ReadMetadataKeys(uint32_t inKeys, uint32_t inKeysEnd)
+// oversized count, or an entry too short to hold its own header, ends it.
+std::vector<std::string> ReadMetadataKeys(const MovieIndex& inIndex, const WalkRules& inRules,
+                                          const ChildAtom& inKeys)
 {
-    const uint8_t* data = mooVAtom->Data();
-    const ByteRange buffer(data, movieAtomSize);
+    const uint8_t* data = inIndex.Data();
+    const ByteRange buffer(data, inIndex.movieAtomSize);
     std::vector<std::string> keys;
-    const int32_t count = int32_t(buffer.U32Or0(data + inKeys, 12));
+    const int32_t count = int32_t(buffer.U32Or0(data + inKeys.position, kKeysCountFromAtom));
     if (count < 0)
     {
-        TraceMalformed(gMalformedKeySite, "key", 0, count);
+        if (inRules.checkKeyedMetadata)
+            TraceMalformed(gMalformedKeySite, "key", 0, count);
         return keys;
     }
-    uint64_t entry = uint64_t(inKeys) + 16;
+    uint64_t entry = uint64_t(inKeys.position) + kKeysEntriesFromAtom;
     for (int32_t i = 0; i < count; ++i)
     {
-        const int32_t entrySize = int32_t(buffer.U32Or0(data, entry));
-        if (entrySize < 8 || entry + uint64_t(entrySize) > inKeysEnd)
+        const int32_t entrySize = int32_t(buffer.U32Or0(data, entry + kKeySizeFromEntry));
+        if (entrySize < int32_t(kKeyTextFromEntry) || entry + uint64_t(entrySize) > inKeys.End())
         {
-            TraceMalformed(gMalformedKeySite, "key", i, entrySize);
+            if (inRules.checkKeyedMetadata)
+                TraceMalformed(gMalformedKeySite, "key", i, entrySize);
             return keys;
         }
-        keys.emplace_back(reinterpret_cast<const char*>(data + entry + 8), size_t(entrySize) - 8);
+        keys.emplace_back(reinterpret_cast<const char*>(data + entry + kKeyTextFromEntry),
+                          size_t(entrySize) - kKeyTextFromEntry);
         entry += uint64_t(entrySize);
     }
     return keys;
 }
 
 // Items whose 1-based key index names a usable key. The ordinal bounds the walk by the key count.
-void QTSifter::ParseKeyedItems(uint32_t inIlst, const std::vector<std::string>& inKeys)
+void ParseKeyedItems(MovieIndex& ioIndex, const WalkRules& inRules, const ChildAtom& inIlst,
+                     const std::vector<std::string>& inKeys)
 {
-    const uint8_t* data = mooVAtom->Data();
-    const ByteRange buffer(data, movieAtomSize);
-    const uint64_t ilstEnd = uint64_t(inIlst) + BE::U32(data + inIlst);
-    uint64_t item = uint64_t(inIlst) + 8;
-    for (size_t ordinal = 0; ordinal < inKeys.size() && item < movieAtomSize; ++ordinal)
+    const uint8_t* data = ioIndex.Data();
+    const ByteRange buffer(data, ioIndex.movieAtomSize);
+    ChildAtomScanner items = IlstItems(ioIndex, inIlst.position + kAtomHeaderSize, ioIndex.movieAtomSize);
+    ChildAtom item;
+    for (size_t ordinal = 0; ordinal < inKeys.size() && items.Next(item); ++ordinal)
     {
-        if (!buffer.Contains(data, item, 16))
-            return;
-        const uint8_t* at = data + item;
-        const uint32_t size = BE::U32(at);
-        const uint32_t keyIndex = BE::U32(at + 4);
-        const int64_t payload = int64_t(size) - 24;
-        if (keyIndex >= 1 && keyIndex <= inKeys.size() && BE::U32(at + 12) == kDataAtom && payload >= 1)
+        const uint8_t* at = data + item.position;
+        const uint32_t keyIndex = BE::U32(at + kItemKeyIndexFromItem);
+        const int64_t payload = int64_t(item.size) - kItemValueFromItem;
+        if (keyIndex < 1 || keyIndex > inKeys.size() || BE::U32(at + kItemDataTypeFromItem) != kDataAtom ||
+            payload < 1)
+            continue;
+        if (item.End() > inIlst.End())
         {
-            if (item + size > ilstEnd)
-            {
+            if (inRules.checkKeyedMetadata)
                 TraceMalformed(gMalformedKeyedItemSite, "item", ordinal, payload);
-                return;
-            }
-            const std::string& key = inKeys[keyIndex - 1];
-            MetadataValue value;
-            if (DecodeValue(buffer, at + 24, payload, BE::I32(at + 16), value))
-                metadataItems.insert({key, std::move(value)});
-            metadataKeys.insert({key, {kMetadataUnsignedInteger, uint32_t(item + 24)}});
+            return;
         }
-        item += size;
+        const std::string& key = inKeys[keyIndex - 1];
+        MetadataValue value;
+        if (DecodeValue(buffer, at + kItemValueFromItem, payload, BE::I32(at + kItemTypeCodeFromItem), value))
+            ioIndex.metadataItems.insert({key, std::move(value)});
+        ioIndex.metadataKeys.insert(
+            {key, {kMetadataUnsignedInteger, uint32_t(item.position + kItemValueFromItem)}});
     }
+}
+
+} // namespace
+
+// Children of a name-tagged meta; only ilst children are read.
+void ParseMetaItems(MovieIndex& ioIndex, const uint8_t* inBuffer, uint32_t inStart, uint32_t inEnd)
+{
+    auto children = ChildAtomScanner::InContainer(inBuffer, ioIndex.movieAtomSize, inStart, inEnd);
+    ChildAtom atom;
+    while (children.Next(atom))
+        if (atom.type == kIlstAtom)
+            ParseTaggedItems(ioIndex, inBuffer, atom.position + kAtomHeaderSize, atom.End());
+}
+
+// The keyed form: then the ilst right behind keys.
+void ParseMetadata(MovieIndex& ioIndex, const WalkRules& inRules)
+{
+    ChildAtom keys;
+    if (!FindKeyedMetadata(ioIndex, inRules, keys))
+        return;
+    const std::vector<std::string> keyTable = ReadMetadataKeys(ioIndex, inRules, keys);
+    auto behindKeys = ChildAtomScanner::InBuffer(ioIndex.Data(), ioIndex.movieAtomSize, keys.End(),
+                                                 {.minBytesLeft = inRules.minBytesLeft});
+    ChildAtom ilst;
+    if (!behindKeys.Next(ilst) || ilst.type != kIlstAtom || keyTable.empty())
+        return;
+    ParseKeyedItems(ioIndex, inRules, ilst, keyTable);
 }
 
 } // namespace QT

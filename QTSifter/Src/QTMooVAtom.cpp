@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "QTAtomLayout.h"
 #include "QTAtomScan.h"
 #include "QTContract.h"
 #include "QTFourCC.h"
@@ -69,12 +70,13 @@ bool QTMooVAtom::FindUserData(uint32_t inType, MK::BinaryData& outData) const
 uint32_t QTMooVAtom::GetMovieChildAtom(uint32_t inType, MK::BinaryData& outData) const
 {
     const uint8_t* data = Data();
-    QT::AtomHeader atom;
-    for (uint32_t pos = 8; QT::ReadValidAtom(data, pos, Size(), atom); pos += atom.size)
+    auto children = QT::ChildAtomScanner::InBuffer(data, Size(), QT::kAtomHeaderSize);
+    QT::ChildAtom atom;
+    while (children.Next(atom))
     {
         if (atom.type == inType)
         {
-            const uint8_t* payload = data + pos + 8;
+            const uint8_t* payload = data + atom.position + QT::kAtomHeaderSize;
             outData = MK::BinaryData(payload, std::min<size_t>(atom.size, Bytes().Available(payload)));
             return QT::kQTSuccess;
         }
@@ -86,14 +88,15 @@ void QTMooVAtom::GetUUIDAtom(std::shared_ptr<RecycledMemory>& outBuffer,
                              const std::array<uint8_t, 16>& inUUID, bool inStripHeader) const
 {
     const uint8_t* data = Data();
-    QT::AtomHeader atom;
-    for (uint32_t pos = 8; QT::ReadValidAtom(data, pos, Size(), atom); pos += atom.size)
+    auto children = QT::ChildAtomScanner::InBuffer(data, Size(), QT::kAtomHeaderSize);
+    QT::ChildAtom atom;
+    while (children.Next(atom))
     {
-        if (atom.type != QT::kUuidAtom || !Bytes().Contains(data + pos, 8, 16) ||
-            std::memcmp(data + pos + 8, inUUID.data(), 16) != 0)
+        const uint8_t* start = data + atom.position;
+        if (atom.type != QT::kUuidAtom || !Bytes().Contains(start, QT::kAtomHeaderSize, inUUID.size()) ||
+            std::memcmp(start + QT::kAtomHeaderSize, inUUID.data(), inUUID.size()) != 0)
             continue;
         uint32_t length = atom.size;
-        const uint8_t* start = data + pos;
         if (inStripHeader && length >= 25)
         {
             length -= 24;

@@ -1,92 +1,99 @@
+#include "QTMovieWalk.h"
+
+#include "QTAtomLayout.h"
 #include "QTAtomScan.h"
 #include "QTFourCC.h"
-#include "QTSifter.h"
 
 namespace QT
 {
 
-bool QTSifter::WalkMovieAtom()
+namespace
 {
-    if (!ReadMovieHeader())
+
+ChildAtomScanner MovieChildren(const MovieIndex& inIndex, const WalkRules& inRules, uint64_t inBegin)
+{
+    return ChildAtomScanner::InBuffer(inIndex.Data(), inIndex.movieAtomSize, inBegin,
+                                      {.minBytesLeft = inRules.minBytesLeft});
+}
+
+} // namespace
+
+bool WalkMovieAtom(MovieIndex& ioIndex, const WalkRules& inRules)
+{
+    if (!ReadMovieHeader(ioIndex, inRules))
         return false;
-    if (!WalkTracks())
+    if (!WalkTracks(ioIndex, inRules))
         return false;
-    ReadMovieUserData();
-    ParseMetadata();
+    ReadMovieUserData(ioIndex, inRules);
+    ParseMetadata(ioIndex, inRules);
     return true;
 }
 
-bool QTSifter::ReadMovieHeader()
+bool ReadMovieHeader(MovieIndex& ioIndex, const WalkRules& inRules)
 {
-    if (movieAtomSize < 9)
+    if (ioIndex.movieAtomSize < inRules.minBytesLeft)
         return false;
-    const uint8_t* data = mooVAtom->Data();
-    uint32_t pos = 8;
-    for (;;)
+    ChildAtomScanner children = MovieChildren(ioIndex, inRules, kAtomHeaderSize);
+    ChildAtom atom;
+    while (children.Next(atom))
     {
-        AtomHeader atom;
-        if (!ReadValidAtom(data, pos, movieAtomSize, atom))
-            return false;
         if (atom.type == kMvhdAtom)
         {
-            mvhd = data + pos;
-            if (data[pos + 8] == 1)
-                mvhd64 = data + pos;
+            const uint8_t* mvhd = ioIndex.Data() + atom.position;
+            ioIndex.mvhd = mvhd;
+            if (mvhd[kFullAtomVersionFromAtom] == 1)
+                ioIndex.mvhd64 = mvhd;
             return true;
         }
-        if (atom.type == kCmovAtom)
+        if (atom.type == kCmovAtom && inRules.expandCompressedMovie)
         {
-            const Expansion expansion = ExpandCompressedMovie(pos);
+            // The children of cmov are scanned on past its end; the search goes on from there.
+            uint32_t pos = atom.position;
+            const Expansion expansion = ExpandCompressedMovie(ioIndex, inRules, pos);
             if (expansion.replaced)
                 return expansion.headerRead;
+            children.MoveTo(pos);
         }
-        else
-            pos += atom.size;
-        if (pos >= movieAtomSize)
-            return false;
     }
+    return false;
 }
 
 // The movie's first udta, found among the valid atoms of moov. An invalid atom ends the search.
-void QTSifter::ReadMovieUserData()
+void ReadMovieUserData(MovieIndex& ioIndex, const WalkRules& inRules)
 {
-    const uint8_t* data = mooVAtom->Data();
-    AtomHeader atom;
-    for (uint32_t pos = 8; ReadValidAtom(data, pos, movieAtomSize, atom); pos += atom.size)
+    ChildAtomScanner children = MovieChildren(ioIndex, inRules, kAtomHeaderSize);
+    ChildAtom atom;
+    while (children.Next(atom))
     {
         if (atom.type == kUdtaAtom)
         {
-            ReadUserData(pos + 8, atom.size);
+            ReadUserData(ioIndex, inRules, atom.position + kAtomHeaderSize, atom.size);
             return;
         }
     }
 }
 
-void QTSifter::ReadUserData(uint32_t inStart, uint32_t inAtomSize)
+void ReadUserData(MovieIndex& ioIndex, const WalkRules& inRules, uint32_t inStart, uint32_t inAtomSize)
 {
-    if (inAtomSize <= 8)
+    if (inAtomSize <= kAtomHeaderSize)
         return;
-    ReadUserDataChildren(inStart, inStart + inAtomSize - 8, userData);
+    ReadUserDataChildren(ioIndex, inRules, inStart, inStart + inAtomSize - kAtomHeaderSize, ioIndex.userData);
 }
 
-// Children of a udta from inStart to inEnd, appended to ioItems.
-void QTSifter::ReadUserDataChildren(uint32_t inStart, uint32_t inEnd, std::vector<UserDataItem>& ioItems)
+void ReadUserDataChildren(MovieIndex& ioIndex, const WalkRules& inRules, uint32_t inStart, uint32_t inEnd,
+                          std::vector<UserDataItem>& ioItems)
 {
-    const uint8_t* data = mooVAtom->Data();
-    uint32_t pos = inStart;
-    while (pos < inEnd)
+    // A child below 8 bytes has no payload to give; its payload length would wrap.
+    auto children = ChildAtomScanner::InContainer(
+        ioIndex.Data(), ioIndex.movieAtomSize, inStart, inEnd,
+        {.minBytesLeft = inRules.minBytesLeft, .shortAtom = ShortAtom::EndsScan});
+    ChildAtom atom;
+    while (children.Next(atom))
     {
-        if (inEnd - pos <= 8)
-            return;
-        const uint32_t size = BE::U32(data + pos);
-        // A child below 8 bytes has no payload to give; its payload length would wrap.
-        if (size < 8 || size > inEnd - pos)
-            return;
-        const uint32_t type = BE::U32(data + pos + 4);
-        ioItems.push_back({type, data + pos + 8, size - 8});
-        if (type == kMetaAtom)
-            ParseMetaItems(data, pos + 12, pos + size);
-        pos += size;
+        const uint8_t* data = ioIndex.Data();
+        ioItems.push_back({atom.type, data + atom.position + kAtomHeaderSize, atom.size - kAtomHeaderSize});
+        if (atom.type == kMetaAtom && inRules.userData == UserDataWalk::CollectNameTaggedMetadata)
+            ParseMetaItems(ioIndex, data, atom.position + kFullAtomHeaderSize, uint32_t(atom.End()));
     }
 }
 

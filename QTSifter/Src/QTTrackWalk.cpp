@@ -1,8 +1,10 @@
 #include <algorithm>
 
+#include "QTAtomLayout.h"
 #include "QTAtomScan.h"
+#include "QTByteRange.h"
 #include "QTFourCC.h"
-#include "QTSifter.h"
+#include "QTMovieWalk.h"
 
 namespace QT
 {
@@ -22,7 +24,7 @@ bool IsMediaInfoHeader(uint32_t inType)
 }
 
 // Where a sample table child is kept; null for types the index does not hold.
-const uint8_t** SampleTableSlot(TrackItem& ioItem, uint32_t inType)
+const uint8_t** SampleTableSlot(TrackItem& ioItem, uint32_t inType, const WalkRules& inRules)
 {
     switch (inType)
     {
@@ -33,7 +35,7 @@ const uint8_t** SampleTableSlot(TrackItem& ioItem, uint32_t inType)
     case kStssAtom:
         return &ioItem.stss;
     case kStpsAtom:
-        return &ioItem.stps;
+        return inRules.recordPartialSync ? &ioItem.stps : nullptr;
     case kStscAtom:
         return &ioItem.stsc;
     case kStcoAtom:
@@ -56,124 +58,133 @@ const uint8_t** SampleTableSlot(TrackItem& ioItem, uint32_t inType)
 class TrackWalker
 {
 public:
-    TrackWalker(const uint8_t* inData, uint32_t inLimit, QTSifter& ioSifter)
-        : mData(inData), mLimit(inLimit), mSifter(ioSifter)
+    TrackWalker(const MovieIndex& inIndex, const WalkRules& inRules)
+        : mIndex(inIndex), mRules(inRules), mData(inIndex.Data()), mLimit(inIndex.movieAtomSize)
     {
     }
 
     // Steps from the trak's first child to the end of minf. outMinfEnd is where the scan for the
     // next trak starts; outAccepted says whether the track has what it must have.
-    bool Walk(uint32_t inPos, TrackItem& ioItem, uint32_t& outMinfEnd, bool& outAccepted)
+    [[nodiscard]] bool Walk(uint32_t inPos, TrackItem& ioItem, uint32_t& outMinfEnd, bool& outAccepted) const
     {
         uint32_t pos = inPos;
         if (!FindTrackHeader(pos, ioItem) || !FindMedia(pos, ioItem))
             return false;
         uint32_t subtype = 0;
-        uint32_t minfPos = 0;
-        if (!WalkMediaHeaders(pos, ioItem, subtype, minfPos))
+        ChildAtom minf;
+        if (!WalkMediaHeaders(pos, ioItem, subtype, minf) || !WalkMediaInformation(minf, ioItem))
             return false;
-        if (!WalkMediaInformation(minfPos, ioItem, outMinfEnd))
-            return false;
-        outAccepted = subtype == kCaptionMediaType || HasRequiredSampleTables(ioItem);
+        outMinfEnd = uint32_t(minf.End());
+        outAccepted = Accepts(ioItem, subtype);
         return true;
     }
 
 private:
-    bool Valid(uint32_t inPos, AtomHeader& outAtom) const
+    // The children of the buffer from inPos on, measured to its end: the flat walk of the track.
+    ChildAtomScanner Flat(uint64_t inPos) const
     {
-        return ReadValidAtom(mData, inPos, mLimit, outAtom);
+        return ChildAtomScanner::InBuffer(mData, mLimit, inPos, {.minBytesLeft = mRules.minBytesLeft});
     }
 
-    bool FindTrackHeader(uint32_t& ioPos, TrackItem& ioItem) const
+    // The one atom at inPos, if valid.
+    [[nodiscard]] bool AtomAt(uint64_t inPos, ChildAtom& outAtom) const { return Flat(inPos).Next(outAtom); }
+
+    bool Accepts(const TrackItem& inItem, uint32_t inSubtype) const
     {
-        AtomHeader atom;
-        for (;;)
+        if (mRules.captionTracksNeedNoTables && inSubtype == kCaptionMediaType)
+            return true;
+        return HasRequiredSampleTables(inItem) && (!mRules.requireMediaInfoHeader || inItem.mediaInfoHeader);
+    }
+
+    [[nodiscard]] bool FindTrackHeader(uint32_t& ioPos, TrackItem& ioItem) const
+    {
+        ChildAtomScanner atoms = Flat(ioPos);
+        ChildAtom atom;
+        while (atoms.Next(atom))
         {
-            if (ioPos >= mLimit - 8 || !Valid(ioPos, atom))
-                return false;
-            const uint32_t at = ioPos;
-            ioPos += atom.size;
             if (atom.type == kTkhdAtom)
             {
-                ioItem.tkhd = mData + at + 8;
+                ioItem.tkhd = mData + atom.position + kAtomHeaderSize;
+                ioPos = uint32_t(atoms.Position());
                 return true;
             }
         }
+        return false;
     }
 
     // Behind tkhd, up to mdia; leaves ioPos at mdia.
-    bool FindMedia(uint32_t& ioPos, TrackItem& ioItem) const
+    [[nodiscard]] bool FindMedia(uint32_t& ioPos, TrackItem& ioItem) const
     {
-        AtomHeader atom;
-        for (;;)
+        ChildAtomScanner atoms = Flat(ioPos);
+        ChildAtom atom;
+        while (atoms.Next(atom))
         {
-            if (!Valid(ioPos, atom))
-                return false;
             if (atom.type == kMdiaAtom)
+            {
+                ioPos = atom.position;
                 return true;
+            }
             if (atom.type == kEdtsAtom)
-                return WalkEdits(ioPos, ioItem);
+                return WalkEdits(atom, ioPos, ioItem);
             if (atom.type == kTaptAtom)
-                ReadApertureAtoms(ioPos, atom.size, ioItem);
-            ioPos += atom.size;
+                ReadApertureAtoms(atom, ioItem);
         }
+        return false;
     }
 
-    void ReadApertureAtoms(uint32_t inPos, uint32_t inSize, TrackItem& ioItem) const
+    void ReadApertureAtoms(const ChildAtom& inTapt, TrackItem& ioItem) const
     {
-        const uint32_t end = inPos + inSize;
-        for (uint32_t pos = inPos + 8; pos < end && end - pos > 8;)
+        auto children = ChildAtomScanner::InContainer(mData, mLimit, inTapt.position + kAtomHeaderSize,
+                                                      inTapt.End(), {.minBytesLeft = mRules.minBytesLeft});
+        ChildAtom atom;
+        while (children.Next(atom))
         {
-            const uint32_t size = BE::U32(mData + pos);
-            if (size == 0 || size > end - pos)
-                return;
-            const uint32_t type = BE::U32(mData + pos + 4);
-            if (type == kClefAtom)
-                ioItem.clef = mData + pos;
-            else if (type == kProfAtom)
-                ioItem.prof = mData + pos;
-            else if (type == kEnofAtom)
-                ioItem.enof = mData + pos;
-            pos += size;
+            if (atom.type == kClefAtom)
+                ioItem.clef = mData + atom.position;
+            else if (atom.type == kProfAtom)
+                ioItem.prof = mData + atom.position;
+            else if (atom.type == kEnofAtom)
+                ioItem.enof = mData + atom.position;
         }
     }
 
     // edts: its elst, then on from its first child to mdia.
-    bool WalkEdits(uint32_t& ioPos, TrackItem& ioItem) const
+    [[nodiscard]] bool WalkEdits(const ChildAtom& inEdts, uint32_t& ioPos, TrackItem& ioItem) const
     {
-        AtomHeader atom;
-        uint32_t pos = ioPos + 8;
-        if (!Valid(pos, atom))
+        ChildAtomScanner atoms = Flat(inEdts.position + kAtomHeaderSize);
+        ChildAtom atom;
+        if (!AtomAt(atoms.Position(), atom))
             return false;
-        if (atom.type == kElstAtom && !ReadEditList(pos, atom.size, ioItem))
+        const bool isEditList = atom.type == kElstAtom || !mRules.checkEditListType;
+        if (isEditList && !ReadEditList(atom, ioItem))
             return false;
-        for (;; pos += atom.size)
+        while (atoms.Next(atom))
         {
-            if (!Valid(pos, atom))
-                return false;
             if (atom.type == kMdiaAtom)
             {
-                ioPos = pos;
+                ioPos = atom.position;
                 return true;
             }
         }
+        return false;
     }
 
     // The count is tested loosely (8 bytes an entry, where an entry has 12), and that stays;
     // entries are taken only while they lie inside the buffer.
-    bool ReadEditList(uint32_t inPos, uint32_t inSize, TrackItem& ioItem) const
+    [[nodiscard]] bool ReadEditList(const ChildAtom& inElst, TrackItem& ioItem) const
     {
-        if (mLimit - inPos < 16)
-            return false;
-        const uint8_t* elst = mData + inPos;
-        const int64_t countTimesEight = int32_t(BE::U32(elst + 12) * 8u);
-        if (uint64_t(countTimesEight) > inSize)
-            return false;
         const ByteRange bytes(mData, mLimit);
-        for (int32_t i = 0; i < BE::I32(elst + 12); ++i)
+        const uint8_t* elst = mData + inElst.position;
+        if (!bytes.Contains(elst, kElstCountFromAtom, 4))
+            return false;
+        const int32_t count = BE::I32(elst + kElstCountFromAtom);
+        const int64_t countTimesEight = int32_t(uint32_t(count) * 8u);
+        if (uint64_t(countTimesEight) > inElst.size)
+            return false;
+        for (int32_t i = 0; i < count; ++i)
         {
-            const uint8_t* entry = elst + 16 + 12 * size_t(i);
-            if (!bytes.Contains(entry, 0, 12))
+            const uint8_t* entry = elst + kElstEntriesFromAtom + kElstEntrySize * size_t(i);
+            if (!bytes.Contains(entry, 0, kElstEntrySize))
                 break;
             ioItem.editList.push_back(entry);
         }
@@ -181,35 +192,28 @@ private:
     }
 
     // mdhd first in mdia, an optional elng, hdlr, and minf right behind it.
-    bool WalkMediaHeaders(uint32_t inMdiaPos, TrackItem& ioItem, uint32_t& outSubtype,
-                          uint32_t& outMinfPos) const
+    [[nodiscard]] bool WalkMediaHeaders(uint32_t inMdiaPos, TrackItem& ioItem, uint32_t& outSubtype,
+                                        ChildAtom& outMinf) const
     {
-        AtomHeader atom;
-        uint32_t pos = inMdiaPos + 8;
-        if (!Valid(pos, atom) || atom.type != kMdhdAtom)
+        ChildAtomScanner atoms = Flat(inMdiaPos + kAtomHeaderSize);
+        ChildAtom atom;
+        if (!atoms.Next(atom) || atom.type != kMdhdAtom)
             return false;
-        ioItem.mdhd = mData + pos + 8;
-        if (int8_t(mData[pos + 8]) == 1)
+        ioItem.mdhd = mData + atom.position + kAtomHeaderSize;
+        if (int8_t(ioItem.mdhd[kMdhdVersionFromPayload]) == 1)
             ioItem.mdhd64 = ioItem.mdhd;
-        pos += atom.size;
-        if (!Valid(pos, atom))
+        if (!atoms.Next(atom))
             return false;
-        if (atom.type == kElngAtom)
-        {
-            pos += atom.size;
-            if (!Valid(pos, atom))
-                return false;
-        }
-        if (atom.type != kHdlrAtom || mLimit - pos < 20)
+        if (atom.type == kElngAtom && mRules.skipExtendedLanguage && !atoms.Next(atom))
             return false;
-        ioItem.hdlr = mData + pos + 8;
-        outSubtype = BE::U32(mData + pos + 16);
-        DropEmptyEdits(ioItem, outSubtype);
-        pos += atom.size;
-        if (!Valid(pos, atom) || atom.type != kMinfAtom)
+        if (atom.type != kHdlrAtom ||
+            !ByteRange(mData, mLimit).Contains(mData, atom.position, kHdlrSubtypeFromAtom + 4))
             return false;
-        outMinfPos = pos;
-        return true;
+        ioItem.hdlr = mData + atom.position + kAtomHeaderSize;
+        outSubtype = BE::U32(ioItem.hdlr + kHdlrSubtypeFromPayload);
+        if (mRules.dropEmptyEdits)
+            DropEmptyEdits(ioItem, outSubtype);
+        return atoms.Next(outMinf) && outMinf.type == kMinfAtom;
     }
 
     // With more than one edit, empty edits (media time -1) go, except on caption tracks.
@@ -217,53 +221,86 @@ private:
     {
         if (ioItem.editList.size() <= 1 || inSubtype == kCaptionMediaType)
             return;
-        std::erase_if(ioItem.editList,
-                      [](const uint8_t* inEntry) { return BE::U32(inEntry + 4) == 0xFFFFFFFF; });
+        std::erase_if(ioItem.editList, [](const uint8_t* inEntry)
+                      { return BE::U32(inEntry + kEditMediaTimeFromEntry) == 0xFFFFFFFF; });
     }
 
-    bool WalkMediaInformation(uint32_t inMinfPos, TrackItem& ioItem, uint32_t& outEnd) const
+    // The children of minf, read up to its end; their validity is measured to the buffer's.
+    [[nodiscard]] bool WalkMediaInformation(const ChildAtom& inMinf, TrackItem& ioItem) const
     {
-        AtomHeader minf;
-        Valid(inMinfPos, minf);
-        const uint32_t end = inMinfPos + minf.size;
-        AtomHeader atom;
-        for (uint32_t pos = inMinfPos + 8; pos < end; pos += atom.size)
+        ChildAtomScanner children(mData, mLimit, inMinf.position + kAtomHeaderSize, inMinf.End(), mLimit,
+                                  {.minBytesLeft = mRules.minBytesLeft});
+        ChildAtom atom;
+        if (mRules.mediaInformation == MediaInformationWalk::FirstChildIsHeader)
         {
-            if (!Valid(pos, atom))
+            if (!children.Next(atom))
                 return false;
-            if (IsMediaInfoHeader(atom.type))
-                ioItem.mediaInfoHeader = mData + pos;
+            ioItem.mediaInfoHeader = mData + atom.position;
+        }
+        while (children.Position() < inMinf.End())
+        {
+            if (!children.Next(atom))
+                return false;
+            if (IsMediaInfoHeader(atom.type) && mRules.mediaInformation == MediaInformationWalk::InLine)
+                ioItem.mediaInfoHeader = mData + atom.position;
             else if (atom.type == kDinfAtom)
-                ioItem.dinf = mData + pos;
-            else if (atom.type == kStblAtom && !mSifter.WalkSampleTable(pos, mLimit, pos + atom.size, ioItem))
+                ioItem.dinf = mData + atom.position;
+            else if (atom.type == kStblAtom &&
+                     !WalkSampleTable(mIndex, mRules, atom.position, mLimit, uint32_t(atom.End()), ioItem))
                 return false;
         }
-        outEnd = end;
         return true;
     }
 
+    const MovieIndex& mIndex;
+    const WalkRules& mRules;
     const uint8_t* mData;
     uint32_t mLimit;
-    QTSifter& mSifter;
 };
+
+// From the end of minf to the next trak, over the buffer rather than the trak. A udta met on the
+// way is read for its metadata only: its items are not kept. Gives the next trak's first child.
+[[nodiscard]] bool FindNextTrack(MovieIndex& ioIndex, const WalkRules& inRules, uint32_t inFrom,
+                                 uint32_t& outNextTrack)
+{
+    auto atoms = ChildAtomScanner::InBuffer(ioIndex.Data(), ioIndex.movieAtomSize, inFrom,
+                                            {.minBytesLeft = inRules.minBytesLeft});
+    ChildAtom atom;
+    while (atoms.Peek(atom))
+    {
+        // The type alone decides: a trak that overruns the buffer is still entered.
+        if (atom.type == kTrakAtom)
+        {
+            outNextTrack = atom.position + kAtomHeaderSize;
+            return true;
+        }
+        if (!atoms.Next(atom))
+            return false;
+        if (atom.type == kUdtaAtom && atom.size > kAtomHeaderSize)
+        {
+            std::vector<UserDataItem> dropped;
+            ReadUserDataChildren(ioIndex, inRules, atom.position + kAtomHeaderSize, uint32_t(atom.End()),
+                                 dropped);
+        }
+    }
+    return false;
+}
 
 } // namespace
 
-bool QTSifter::WalkTracks()
+bool WalkTracks(MovieIndex& ioIndex, const WalkRules& inRules)
 {
-    const uint8_t* data = mooVAtom->Data();
-    const uint32_t limit = movieAtomSize;
-    AtomHeader atom;
-    uint32_t pos = 8;
-    for (;; pos += atom.size)
+    const uint32_t limit = ioIndex.movieAtomSize;
+    auto atoms = ChildAtomScanner::InBuffer(ioIndex.Data(), limit, kAtomHeaderSize,
+                                            {.minBytesLeft = inRules.minBytesLeft});
+    ChildAtom atom;
+    do
     {
-        if (!ReadValidAtom(data, pos, limit, atom))
+        if (!atoms.Next(atom))
             return false; // a movie with no track is no movie
-        if (atom.type == kTrakAtom)
-            break;
-    }
-    pos += 8;
-    TrackWalker walker(data, limit, *this);
+    } while (atom.type != kTrakAtom);
+    uint32_t pos = atom.position + kAtomHeaderSize;
+    const TrackWalker walker(ioIndex, inRules);
     for (;;)
     {
         TrackItem item;
@@ -272,60 +309,34 @@ bool QTSifter::WalkTracks()
         if (!walker.Walk(pos, item, minfEnd, accepted))
             return false;
         if (accepted)
-            trackItems.push_back(item);
-        if (!FindNextTrack(minfEnd, pos))
+            ioIndex.trackItems.push_back(item);
+        if (!FindNextTrack(ioIndex, inRules, minfEnd, pos))
             return accepted;
         // One rejected track ends the walk with failure; tracks already accepted do not save it.
-        if (pos >= limit - 8 || !accepted)
+        if (pos >= limit - kAtomHeaderSize || !accepted)
             return accepted;
     }
 }
 
-// From the end of minf to the next trak, over the buffer rather than the trak. A udta met on the
-// way is read for its metadata only: its items are not kept. Gives the next trak's first child.
-bool QTSifter::FindNextTrack(uint32_t inFrom, uint32_t& outNextTrack)
+// The position stays 8 behind the child it reads, and the child's room is measured from there, so
+// the atom right behind stbl is read too: children are scanned to 8 bytes past stbl's end and
+// measured to 8 bytes past the buffer's. The child's own header must still lie inside the buffer.
+bool WalkSampleTable(const MovieIndex& inIndex, const WalkRules& inRules, uint32_t inPos, uint32_t inLimit,
+                     uint32_t inEnd, TrackItem& ioItem)
 {
-    const uint8_t* data = mooVAtom->Data();
-    const uint32_t limit = movieAtomSize;
-    AtomHeader atom;
-    for (uint32_t pos = inFrom; pos <= limit && limit - pos > 8; pos += atom.size)
-    {
-        const bool valid = ReadValidAtom(data, pos, limit, atom);
-        const uint32_t type = BE::U32(data + pos + 4);
-        // The type alone decides: a trak that overruns the buffer is still entered.
-        if (type == kTrakAtom)
-        {
-            outNextTrack = pos + 8;
-            return true;
-        }
-        if (!valid)
-            return false;
-        if (type == kUdtaAtom && atom.size > 8)
-        {
-            std::vector<UserDataItem> dropped;
-            ReadUserDataChildren(pos + 8, pos + atom.size, dropped);
-        }
-    }
-    return false;
-}
-
-bool QTSifter::WalkSampleTable(uint32_t inPos, uint32_t inLimit, uint32_t inEnd, TrackItem& ioItem)
-{
-    if (inEnd < 9)
+    if (inEnd < inRules.minBytesLeft)
         return false;
-    const uint8_t* data = mooVAtom->Data();
-    // The position stays 8 behind the child it reads, and validity is tested from there, so the
-    // atom right behind stbl is read too. The child's own header must lie inside the buffer.
-    for (uint32_t pos = inPos; pos < inEnd;)
+    const uint8_t* data = inIndex.Data();
+    constexpr uint64_t kBehind = kAtomHeaderSize;
+    ChildAtomScanner children(data, inLimit, uint64_t(inPos) + kBehind, uint64_t(inEnd) + kBehind,
+                              uint64_t(inLimit) + kBehind, {.minBytesLeft = inRules.minBytesLeft});
+    ChildAtom atom;
+    while (children.Position() < uint64_t(inEnd) + kBehind)
     {
-        if (pos > inLimit || inLimit - pos < 16)
+        if (!children.Next(atom))
             return HasRequiredSampleTables(ioItem);
-        const uint32_t size = BE::U32(data + pos + 8);
-        if (size == 0 || size > inLimit - pos)
-            return HasRequiredSampleTables(ioItem);
-        if (const uint8_t** slot = SampleTableSlot(ioItem, BE::U32(data + pos + 12)))
-            *slot = data + pos + 8;
-        pos += size;
+        if (const uint8_t** slot = SampleTableSlot(ioItem, atom.type, inRules))
+            *slot = data + atom.position;
     }
     return true;
 }
