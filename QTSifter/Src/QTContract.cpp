@@ -7,10 +7,10 @@
 namespace QT
 {
 
-void ReportContractViolation(const ContractSite& inSite, const std::string& inMessage)
+void ReportContractViolation(const ContractSite& inSite)
 {
     tenacore::oUTF8StringStream stream;
-    stream << inMessage;
+    stream << inSite.message;
     if (tenacore::debug::DoSimpleAssert(inSite.sourcePath, inSite.line, inSite.function, inSite.condition,
                                         stream.str()) &&
         tenacore::debug::IsDebuggerAttached())

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "QTAtomLayout.h"
+#include "QTAtomScan.h"
 #include "QTBigEndian.h"
 
 namespace QT
@@ -40,21 +42,23 @@ bool FindImageDescriptionExtension(const ByteRange& inBytes, const uint8_t* inEn
     const uint32_t entrySize = BE::U32(inEntry);
     if (entrySize == kImageDescriptionSize)
         return false;
-    // The walk stops at the entry's end, or at the end of what may be read if that comes first.
-    const uint64_t end = std::min<uint64_t>(entrySize, inBytes.Available(inEntry));
-    for (uint64_t cursor = FirstExtensionOffset(inBytes, inEntry, entrySize); cursor < end;)
+    // The walk stops at the entry's end, or at the end of what may be read if that comes first. A
+    // child's overrun of that end is the caller's to judge, by what it reads of the payload.
+    const uint64_t available = inBytes.Available(inEntry);
+    const uint64_t end = std::min<uint64_t>(entrySize, available);
+    ChildAtomScanner extensions(
+        inEntry, uint32_t(std::min<uint64_t>(available, UINT32_MAX)),
+        FirstExtensionOffset(inBytes, inEntry, entrySize), end, end,
+        {.minBytesLeft = kAtomHeaderSize, .shortAtom = ShortAtom::EndsScan, .overrun = Overrun::Given});
+    ChildAtom atom;
+    while (extensions.Next(atom))
     {
-        if (end - cursor < 8)
-            return false;
-        const uint32_t atomSize = BE::U32(inEntry + cursor);
-        if (atomSize < 8)
-            return false;
-        if (BE::U32(inEntry + cursor + 4) == inType && cursor + 8 < end)
+        // A match needs a byte of payload before the end.
+        if (atom.type == inType && end - atom.position > kAtomHeaderSize)
         {
-            outFound = {inEntry + cursor + 8, atomSize - 8, atomSize};
+            outFound = {inEntry + atom.position + kAtomHeaderSize, atom.size - kAtomHeaderSize, atom.size};
             return true;
         }
-        cursor += atomSize;
     }
     return false;
 }

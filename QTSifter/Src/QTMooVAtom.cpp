@@ -9,16 +9,6 @@
 #include "QTFourCC.h"
 #include "QTResultCodes.h"
 
-namespace
-{
-
-constexpr QT::ContractSite kGetTrackItemSite{"QTSifter/Src/QTMooVAtom", 120, "QTMooVAtom::GetTrackItem",
-                                             "inIndex < GetTrackCount()"};
-constexpr QT::ContractSite kGetUserDataSite{"QTSifter/Src/QTMooVAtom", 138, "QTMooVAtom::GetUserData",
-                                            "inIndex < GetUserDataCount()"};
-
-} // namespace
-
 void QTMooVAtom::Adopt(const uint8_t* inMvhd, const uint8_t* inMvhd64,
                        std::vector<QT::TrackItem> inTrackItems, std::vector<QT::UserDataItem> inUserData,
                        QT::MetadataMap inMetadataItems, QT::MetadataMap inMetadataKeys)
@@ -38,7 +28,7 @@ uint32_t QTMooVAtom::GetTrackCount() const
 
 const QT::TrackItem& QTMooVAtom::GetTrackItem(uint64_t inIndex) const
 {
-    QT_REQUIRE(kGetTrackItemSite, inIndex < GetTrackCount());
+    QT::Require(QT::ContractSites::kGetTrackItem, [&] { return inIndex < GetTrackCount(); });
     return trackItems[inIndex];
 }
 
@@ -49,7 +39,7 @@ uint32_t QTMooVAtom::GetUserDataCount() const
 
 void QTMooVAtom::GetUserData(uint64_t inIndex, MK::BinaryData& outData, uint32_t& outType) const
 {
-    QT_REQUIRE(kGetUserDataSite, inIndex < GetUserDataCount());
+    QT::Require(QT::ContractSites::kGetUserData, [&] { return inIndex < GetUserDataCount(); });
     const QT::UserDataItem& item = userData[inIndex];
     outData = MK::BinaryData(item.data, item.size);
     outType = item.type;

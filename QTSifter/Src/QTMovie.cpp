@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "QTAtomLayout.h"
 #include "QTContract.h"
 #include "QTTrack.h"
 
@@ -10,9 +11,6 @@ namespace QT
 
 namespace
 {
-
-constexpr ContractSite kGetIndTrackSite{"QTSifter/Src/QTMovie", 77, "QT::QTMovie::GetIndTrack",
-                                        "inWhichTrack < GetTrackCount()"};
 
 // Grows a non-empty running rectangle by a non-empty track rectangle; an empty running one is
 // replaced outright.
@@ -60,7 +58,7 @@ void QTMovie::GetMovieBounds(QTRect& outBounds)
 // A new track object at every call; nothing is cached.
 void QTMovie::GetIndTrack(tenacore::classref::InterfaceRef<IQTTrack>& outTrack, uint64_t inWhichTrack)
 {
-    QT_REQUIRE(kGetIndTrackSite, inWhichTrack < GetTrackCount());
+    Require(ContractSites::kGetIndTrack, [&] { return inWhichTrack < GetTrackCount(); });
     auto track = tenacore::classref::MakeObject<QTTrack>();
     track->Initialize(inWhichTrack, mooVAtom, GetMovieTimeScale(), GetMovieDuration());
     outTrack = tenacore::classref::InterfaceRef<IQTTrack>::Query(track->GetSharedFromThis());
@@ -69,20 +67,20 @@ void QTMovie::GetIndTrack(tenacore::classref::InterfaceRef<IQTTrack>& outTrack, 
 // The header's fields are read where they lie; a field beyond the buffer reads as 0.
 bool QTMovie::IsVersion1() const
 {
-    return mooVAtom->Bytes().U8Or0(mooVAtom->mvhd, 8) == 1;
+    return mooVAtom->Bytes().U8Or0(mooVAtom->mvhd, kFullAtomVersionFromAtom) == 1;
 }
 
 uint32_t QTMovie::GetMovieTimeScale()
 {
-    return IsVersion1() ? mooVAtom->Bytes().U32Or0(mooVAtom->mvhd64, 28)
-                        : mooVAtom->Bytes().U32Or0(mooVAtom->mvhd, 20);
+    return IsVersion1() ? mooVAtom->Bytes().U32Or0(mooVAtom->mvhd64, kMvhd64TimeScaleFromAtom)
+                        : mooVAtom->Bytes().U32Or0(mooVAtom->mvhd, kMvhdTimeScaleFromAtom);
 }
 
 int64_t QTMovie::GetMovieDuration()
 {
     if (IsVersion1())
-        return int64_t(mooVAtom->Bytes().U64Or0(mooVAtom->mvhd64, 32));
-    return int32_t(mooVAtom->Bytes().U32Or0(mooVAtom->mvhd, 24));
+        return int64_t(mooVAtom->Bytes().U64Or0(mooVAtom->mvhd64, kMvhd64DurationFromAtom));
+    return int32_t(mooVAtom->Bytes().U32Or0(mooVAtom->mvhd, kMvhdDurationFromAtom));
 }
 
 uint32_t QTMovie::GetTrackCount()
@@ -92,8 +90,8 @@ uint32_t QTMovie::GetTrackCount()
 
 uint32_t QTMovie::GetMoviePosterTime()
 {
-    return IsVersion1() ? mooVAtom->Bytes().U32Or0(mooVAtom->mvhd64, 100)
-                        : mooVAtom->Bytes().U32Or0(mooVAtom->mvhd, 88);
+    return IsVersion1() ? mooVAtom->Bytes().U32Or0(mooVAtom->mvhd64, kMvhd64PosterTimeFromAtom)
+                        : mooVAtom->Bytes().U32Or0(mooVAtom->mvhd, kMvhdPosterTimeFromAtom);
 }
 
 uint32_t QTMovie::GetMovieAtomSize()

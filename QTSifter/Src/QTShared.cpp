@@ -22,8 +22,7 @@ uint32_t TableAtom::TrustedCount(uint32_t inEntrySize) const noexcept
 
 uint64_t ChunkOffsetHelper::ReportInvalidEntry()
 {
-    ReportContractViolation({"QTSifter/Inc/QTShared", __LINE__, "ChunkOffsetHelper::GetEntry", "false"},
-                            "Invalid entryIdx");
+    ReportContractViolation(ContractSites::kChunkOffsetEntry);
     return 0;
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "QTAtomLayout.h"
+
 namespace QT
 {
 
@@ -27,7 +29,7 @@ uint64_t QTTrack::GetTrackIndex()
 
 uint32_t QTTrack::GetTrackMediaType()
 {
-    const uint32_t subtype = Bytes().U32Or0(Item().hdlr, 8);
+    const uint32_t subtype = Bytes().U32Or0(Item().hdlr, kHdlrSubtypeFromPayload);
     switch (subtype)
     {
     case kVideoMediaType:
@@ -48,34 +50,35 @@ uint32_t QTTrack::GetTrackMediaType()
 QTRect QTTrack::GetTrackBounds()
 {
     const uint8_t* tkhd = Item().tkhd;
-    return {0, 0, int32_t(Bytes().U32Or0(tkhd, 76)) >> 16, int32_t(Bytes().U32Or0(tkhd, 80)) >> 16};
+    return {0, 0, int32_t(Bytes().U32Or0(tkhd, kTkhdWidthFromPayload)) >> 16,
+            int32_t(Bytes().U32Or0(tkhd, kTkhdHeightFromPayload)) >> 16};
 }
 
 bool QTTrack::IsTrackEnabled()
 {
-    return (Bytes().U32Or0(Item().tkhd, 0) & 1) != 0;
+    return (Bytes().U32Or0(Item().tkhd, kTkhdFlagsFromPayload) & 1) != 0;
 }
 
 uint32_t QTTrack::GetTrackDuration()
 {
-    return Bytes().U32Or0(Item().tkhd, 20);
+    return Bytes().U32Or0(Item().tkhd, kTkhdDurationFromPayload);
 }
 
 // Version 0 mdhd has 32-bit fields; any other version reads the 64-bit layout, if the walk kept it.
 uint32_t QTTrack::GetMediaTimeScale()
 {
     const TrackItem& item = Item();
-    if (Bytes().U8Or0(item.mdhd, 0) == 0)
-        return Bytes().U32Or0(item.mdhd, 12);
-    return Bytes().U32Or0(item.mdhd64, 20);
+    if (Bytes().U8Or0(item.mdhd, kMdhdVersionFromPayload) == 0)
+        return Bytes().U32Or0(item.mdhd, kMdhdTimeScaleFromPayload);
+    return Bytes().U32Or0(item.mdhd64, kMdhd64TimeScaleFromPayload);
 }
 
 int64_t QTTrack::GetMediaDuration() const
 {
     const TrackItem& item = Item();
-    if (Bytes().U8Or0(item.mdhd, 0) == 0)
-        return int32_t(Bytes().U32Or0(item.mdhd, 16));
-    return int64_t(Bytes().U64Or0(item.mdhd64, 24));
+    if (Bytes().U8Or0(item.mdhd, kMdhdVersionFromPayload) == 0)
+        return int32_t(Bytes().U32Or0(item.mdhd, kMdhdDurationFromPayload));
+    return int64_t(Bytes().U64Or0(item.mdhd64, kMdhd64DurationFromPayload));
 }
 
 // The media time scale widens with its sign, the movie time scale without.
@@ -147,19 +150,20 @@ bool QTTrack::GetUserDataItem(uint32_t inType, MK::BinaryData& outData)
 // dinf holds dref at byte 8; dref's entry count stands at byte 20 of dinf and its first entry at 24.
 uint32_t QTTrack::GetDataReferenceType()
 {
-    return HasSingleDataReference() ? Bytes().U32Or0(Item().dinf, 28) : FourCC("????");
+    return HasSingleDataReference() ? Bytes().U32Or0(Item().dinf, kDataReferenceTypeFromDinf)
+                                    : FourCC("????");
 }
 
 bool QTTrack::HasSingleDataReference()
 {
     const uint8_t* dinf = Item().dinf;
-    return dinf && Bytes().U32Or0(dinf, 20) == 1;
+    return dinf && Bytes().U32Or0(dinf, kDrefCountFromDinf) == 1;
 }
 
 uint32_t QTTrack::GetFirstEditMediaTime()
 {
     const TrackItem& item = Item();
-    return item.editList.empty() ? 0 : BE::U32(item.editList.front() + 4);
+    return item.editList.empty() ? 0 : BE::U32(item.editList.front() + kEditMediaTimeFromEntry);
 }
 
 // A handle data reference carries its data in a "data" record at byte 9 of the entry's body.
@@ -167,11 +171,13 @@ uint32_t QTTrack::GetHandleReferenceData(MK::BinaryData& outData)
 {
     const uint8_t* dinf = Item().dinf;
     const ByteRange bytes = Bytes();
-    const uint32_t recordSize = bytes.U32Or0(dinf, 41);
-    if (!dinf || bytes.U32Or0(dinf, 24) < 26 || bytes.U32Or0(dinf, 28) != FourCC("hndl") || recordSize < 9 ||
-        bytes.U32Or0(dinf, 45) != FourCC("data") || !bytes.Contains(dinf, 49, recordSize - 8))
+    const uint32_t recordSize = bytes.U32Or0(dinf, kHandleRecordSizeFromDinf);
+    if (!dinf || bytes.U32Or0(dinf, kDataReferenceSizeFromDinf) < 26 ||
+        bytes.U32Or0(dinf, kDataReferenceTypeFromDinf) != FourCC("hndl") || recordSize < 9 ||
+        bytes.U32Or0(dinf, kHandleRecordTypeFromDinf) != FourCC("data") ||
+        !bytes.Contains(dinf, kHandleRecordFromDinf, recordSize - 8))
         return kQTErrNotFound;
-    outData = MK::BinaryData(dinf + 49, recordSize - 8);
+    outData = MK::BinaryData(dinf + kHandleRecordFromDinf, recordSize - 8);
     return kQTSuccess;
 }
 

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "QTAtomLayout.h"
 #include "QTTrack.h"
 
 namespace QT
@@ -48,8 +49,8 @@ void QTTrack::ComputeUneditedState(uint32_t inSttsCount)
 void QTTrack::ComputeSingleEditState()
 {
     const uint8_t* edit = Item().editList.front();
-    uint32_t t = BE::U32(edit + 4);
-    mEditedMediaDuration = MovieToMediaTime(BE::U32(edit));
+    uint32_t t = BE::U32(edit + kEditMediaTimeFromEntry);
+    mEditedMediaDuration = MovieToMediaTime(BE::U32(edit + kEditDurationFromEntry));
     mMediaStartTime = t;
     if (t == 0)
     {
@@ -175,9 +176,10 @@ bool QTTrack::IsEditListSupported(bool inRequireUnitRate)
     case 0:
         return true;
     case 1:
-        return !inRequireUnitRate || BE::U32(edits[0] + 8) == 0x10000;
+        return !inRequireUnitRate || BE::U32(edits[0] + kEditRateFromEntry) == 0x10000;
     case 2:
-        return BE::U32(edits[0]) + BE::U32(edits[1]) == GetTrackDuration();
+        return BE::U32(edits[0] + kEditDurationFromEntry) + BE::U32(edits[1] + kEditDurationFromEntry) ==
+               GetTrackDuration();
     default:
         return false;
     }

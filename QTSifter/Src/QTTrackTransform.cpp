@@ -1,5 +1,7 @@
 #include "QTTrack.h"
 
+#include "QTAtomLayout.h"
+
 namespace QT
 {
 
@@ -16,10 +18,11 @@ struct Matrix
     uint32_t a, b, u, c, d, v, w;
 };
 
-// tkhd holds the matrix at byte 40: a, b, u, c, d, v, x, y, w.
+// tkhd holds the matrix as a, b, u, c, d, v, x, y, w.
 Matrix ReadMatrix(const ByteRange& inBytes, const uint8_t* inTkhd)
 {
-    auto element = [&](size_t inIndex) { return inBytes.U32Or0(inTkhd, 40 + 4 * inIndex); };
+    auto element = [&](size_t inIndex)
+    { return inBytes.U32Or0(inTkhd, kTkhdMatrixFromPayload + 4 * inIndex); };
     return {element(0), element(1), element(2), element(3), element(4), element(5), element(8)};
 }
 

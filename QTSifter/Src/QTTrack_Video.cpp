@@ -43,12 +43,13 @@ void SwapColorExtension(std::vector<uint8_t>& ioCopy)
 {
     ImageDescriptionExtension found;
     const ByteRange copy(ioCopy.data(), ioCopy.size());
-    if (!FindImageDescriptionExtension(copy, ioCopy.data(), FourCC("colr"), found) || found.atomSize != 18 ||
-        !copy.Contains(found.payload, 0, 10) || BE::U32(found.payload) != FourCC("nclc"))
+    if (!FindImageDescriptionExtension(copy, ioCopy.data(), FourCC("colr"), found) ||
+        found.atomSize != kColrAtomSize || !copy.Contains(found.payload, 0, kColrAtomSize - 8) ||
+        BE::U32(found.payload) != FourCC("nclc"))
         return;
     const size_t offset = size_t(found.payload - ioCopy.data());
     SwapBytes(ioCopy, offset, 4);
-    for (size_t field : {4, 6, 8})
+    for (size_t field : {kColrPrimariesFromPayload, kColrTransferFromPayload, kColrMatrixFromPayload})
         SwapBytes(ioCopy, offset + field, 2);
 }
 
@@ -66,11 +67,8 @@ void SwapImageDescriptionHeader(std::vector<uint8_t>& ioCopy)
 // The common opening of the video accessors: the media type test, reported as a contract violation.
 bool QTTrack::IsVideoOrReport(const char* inFunction)
 {
-    if (GetTrackMediaType() == kVideoMediaType)
-        return true;
-    ReportContractViolation({"QTSifter/Src/QTTrack_Video", __LINE__, inFunction, "false"},
-                            "Invalid Video Media Type");
-    return false;
+    return CheckMediaType(*this, kVideoMediaType, ContractSites::kVideoMediaType, inFunction,
+                          ContractForm::ReportAndReturn);
 }
 
 const uint8_t* QTTrack::ImageDescription(int32_t inIndex)
@@ -93,35 +91,35 @@ uint32_t QTTrack::GetVideoMediaCompressionFourCC(int32_t inIndex)
 {
     if (!IsVideoOrReport("QT::QTTrack::GetVideoMediaCompressionFourCC"))
         return 0;
-    return Bytes().U32Or0(ImageDescription(inIndex), 4);
+    return Bytes().U32Or0(ImageDescription(inIndex), kImageFormatFromEntry);
 }
 
 uint32_t QTTrack::GetVideoMediaVendorFourCC(int32_t inIndex)
 {
     if (!IsVideoOrReport("QT::QTTrack::GetVideoMediaVendorFourCC"))
         return 0;
-    return Bytes().U32Or0(ImageDescription(inIndex), 20);
+    return Bytes().U32Or0(ImageDescription(inIndex), kImageVendorFromEntry);
 }
 
 int32_t QTTrack::GetVideoMediaWidth(int32_t inIndex)
 {
     if (!IsVideoOrReport("QT::QTTrack::GetVideoMediaWidth"))
         return 0;
-    return int16_t(Bytes().U16Or0(ImageDescription(inIndex), 32));
+    return int16_t(Bytes().U16Or0(ImageDescription(inIndex), kImageWidthFromEntry));
 }
 
 int32_t QTTrack::GetVideoMediaHeight(int32_t inIndex)
 {
     if (!IsVideoOrReport("QT::QTTrack::GetVideoMediaHeight"))
         return 0;
-    return int16_t(Bytes().U16Or0(ImageDescription(inIndex), 34));
+    return int16_t(Bytes().U16Or0(ImageDescription(inIndex), kImageHeightFromEntry));
 }
 
 uint16_t QTTrack::GetVideoMediaDepth(int32_t inIndex)
 {
     if (!IsVideoOrReport("QT::QTTrack::GetVideoMediaDepth"))
         return 0;
-    return Bytes().U16Or0(ImageDescription(inIndex), 82);
+    return Bytes().U16Or0(ImageDescription(inIndex), kImageDepthFromEntry);
 }
 
 uint32_t QTTrack::GetVideoMediaCleanAperture(int32_t inIndex, uint32_t& outWidthN, uint32_t& outWidthD,
@@ -132,7 +130,7 @@ uint32_t QTTrack::GetVideoMediaCleanAperture(int32_t inIndex, uint32_t& outWidth
     if (!IsVideoOrReport("QT::QTTrack::GetVideoMediaCleanAperture"))
         return kQTErrInvalid;
     const uint8_t* clap = nullptr;
-    if (!FindExtension(inIndex, FourCC("clap"), 40, 32, clap))
+    if (!FindExtension(inIndex, FourCC("clap"), kClapAtomSize, kClapAtomSize - 8, clap))
         return kQTErrNoSuchExtension;
     uint32_t* outs[] = {&outWidthN,
                         &outWidthD,
@@ -152,7 +150,7 @@ uint32_t QTTrack::GetVideoMediaPixelAspect(int32_t inIndex, uint32_t& outHorizon
     if (!IsVideoOrReport("QT::QTTrack::GetVideoMediaPixelAspect"))
         return kQTErrInvalid;
     const uint8_t* pasp = nullptr;
-    if (!FindExtension(inIndex, FourCC("pasp"), 16, 8, pasp))
+    if (!FindExtension(inIndex, FourCC("pasp"), kPaspAtomSize, kPaspAtomSize - 8, pasp))
         return kQTErrNoSuchExtension;
     outHorizontal = BE::U32(pasp);
     outVertical = BE::U32(pasp + 4);
@@ -165,10 +163,11 @@ uint32_t QTTrack::GetVideoMediaCodecName(int32_t inIndex, std::u16string& outNam
     if (!IsVideoOrReport("QT::QTTrack::GetVideoMediaCodecName"))
         return kQTErrInvalid;
     const uint8_t* entry = ImageDescription(inIndex);
-    const size_t length = std::min<size_t>(Bytes().U8Or0(entry, 50), 31);
-    if (!entry || length == 0 || !Bytes().Contains(entry, 51, length))
+    const size_t length =
+        std::min<size_t>(Bytes().U8Or0(entry, kImageNameLengthFromEntry), kImageNameMaxLength);
+    if (!entry || length == 0 || !Bytes().Contains(entry, kImageNameFromEntry, length))
         return kQTErrNoSuchExtension;
-    const auto* name = reinterpret_cast<const char*>(entry + 51);
+    const auto* name = reinterpret_cast<const char*>(entry + kImageNameFromEntry);
     const std::string narrow(name, std::find(name, name + length, '\0'));
     const std::string utf8 = tenacore::string::Std8ToUTF8String(narrow);
     bool neededRepair = false;
@@ -184,10 +183,10 @@ uint32_t QTTrack::GetVideoMediaQuality(int32_t inIndex, uint32_t& outTemporal, u
     if (!IsVideoOrReport("QT::QTTrack::GetVideoMediaQuality"))
         return kQTErrInvalid;
     const uint8_t* entry = ImageDescription(inIndex);
-    if (!entry || !Bytes().Contains(entry, 24, 8))
+    if (!entry || !Bytes().Contains(entry, kImageTemporalQualityFromEntry, 8))
         return kQTErrNoSuchExtension;
-    outTemporal = BE::U32(entry + 24);
-    outSpatial = BE::U32(entry + 28);
+    outTemporal = BE::U32(entry + kImageTemporalQualityFromEntry);
+    outSpatial = BE::U32(entry + kImageSpatialQualityFromEntry);
     return kQTSuccess;
 }
 
@@ -197,7 +196,8 @@ uint32_t QTTrack::GetVideoMediaFieldInfo(int32_t inIndex, uint8_t& outFieldCount
     if (!IsVideoOrReport("QT::QTTrack::GetVideoMediaFieldInfo"))
         return kQTErrInvalid;
     const uint8_t* fiel = nullptr;
-    if (!FindExtension(inIndex, FourCC("fiel"), 10, 2, fiel) || (fiel[0] != 1 && fiel[0] != 2))
+    if (!FindExtension(inIndex, FourCC("fiel"), kFielAtomSize, kFielAtomSize - 8, fiel) ||
+        (fiel[0] != 1 && fiel[0] != 2))
         return kQTErrNoSuchExtension;
     outFieldCount = fiel[0];
     if (!IsKnownFieldOrdering(fiel[1]))
@@ -212,11 +212,12 @@ uint32_t QTTrack::GetVideoMediaColorInfo(int32_t inIndex, uint32_t& outPrimaries
     if (!IsVideoOrReport("QT::QTTrack::GetVideoMediaColorInfo"))
         return kQTErrInvalid;
     const uint8_t* colr = nullptr;
-    if (!FindExtension(inIndex, FourCC("colr"), 18, 10, colr) || BE::U32(colr) != FourCC("nclc"))
+    if (!FindExtension(inIndex, FourCC("colr"), kColrAtomSize, kColrAtomSize - 8, colr) ||
+        BE::U32(colr) != FourCC("nclc"))
         return kQTErrNoSuchExtension;
-    outPrimaries = BE::U16(colr + 4);
-    outTransferFunction = BE::U16(colr + 6);
-    outMatrix = BE::U16(colr + 8);
+    outPrimaries = BE::U16(colr + kColrPrimariesFromPayload);
+    outTransferFunction = BE::U16(colr + kColrTransferFromPayload);
+    outMatrix = BE::U16(colr + kColrMatrixFromPayload);
     return kQTSuccess;
 }
 

@@ -1,6 +1,7 @@
 #include <cstring>
 
 #include "QTContract.h"
+#include "QTImageDescription.h"
 #include "QTSampleDescriptionWalk.h"
 #include "QTTrack.h"
 
@@ -19,7 +20,8 @@ bool SameFormat(const ByteRange& inBytes, const uint8_t* inA, const uint8_t* inB
         size_t offset;
         size_t width;
     };
-    for (const Field field : {Field{4, 4}, Field{32, 2}, Field{34, 2}, Field{82, 2}})
+    for (const Field field : {Field{kImageFormatFromEntry, 4}, Field{kImageWidthFromEntry, 2},
+                              Field{kImageHeightFromEntry, 2}, Field{kImageDepthFromEntry, 2}})
     {
         if (!inBytes.Contains(inA, field.offset, field.width) ||
             !inBytes.Contains(inB, field.offset, field.width) ||
@@ -75,14 +77,14 @@ bool QTTrack::GetAllImageDescriptionsEquivalent(bool inIgnoreEntrySize)
     return DescriptionsEquivalent(!inIgnoreEntrySize);
 }
 
-// Width and height in 16.16 at bytes 12 and 16: converted to float first, then scaled.
+// Width and height in 16.16: converted to float first, then scaled.
 bool QTTrack::ReadApertureDimensions(const uint8_t* inAtom, float& outWidth, float& outHeight)
 {
-    if (!inAtom || !Bytes().Contains(inAtom, 12, 8))
+    if (!inAtom || !Bytes().Contains(inAtom, kApertureWidthFromAtom, 8))
         return false;
     constexpr float kFixedOne = 1.0f / 65536.0f;
-    outWidth = float(BE::I32(inAtom + 12)) * kFixedOne;
-    outHeight = float(BE::I32(inAtom + 16)) * kFixedOne;
+    outWidth = float(BE::I32(inAtom + kApertureWidthFromAtom)) * kFixedOne;
+    outHeight = float(BE::I32(inAtom + kApertureHeightFromAtom)) * kFixedOne;
     return true;
 }
 
