@@ -1,0 +1,259 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include <zlib.h>
+
+#include "AtomBuilder.h"
+#include "Capture.h"
+#include "QTFourCC.h"
+#include "QTMovieWalk.h"
+
+using namespace qttest;
+
+// Each rule of the movie walk, set apart from the parser's: the parser's answer first, then the
+// answer under the changed rule, on the same bytes.
+
+namespace
+{
+
+// An index over inMoov, as the loader leaves it for the walk.
+QT::MovieIndex IndexOf(const Bytes& inMoov)
+{
+    QT::MovieIndex index;
+    index.mooVAtom = std::make_shared<QTMooVAtom>();
+    index.mooVAtom->buffer = tenacore::allocator::RecycledMemory::Create(inMoov.size());
+    std::memcpy(index.mooVAtom->buffer->GetData(), inMoov.data(), inMoov.size());
+    index.movieAtomSize = uint32_t(inMoov.size());
+    return index;
+}
+
+struct Walked
+{
+    bool ok = false;
+    QT::MovieIndex index;
+};
+
+Walked Walk(const Bytes& inMoov, const QT::WalkRules& inRules)
+{
+    Walked walked{false, IndexOf(inMoov)};
+    walked.ok = QT::WalkMovieAtom(walked.index, inRules);
+    return walked;
+}
+
+Bytes Moov(const std::vector<Atom>& inChildren)
+{
+    Atom moov("moov");
+    moov.Child(Mvhd(600, 1000));
+    for (const Atom& child : inChildren)
+        moov.Child(child);
+    // Something stands last, so that a small atom of the tests is never the buffer's last 8 bytes.
+    return moov.Child(Atom("skip").U32(0)).Build();
+}
+
+// A trak whose mdia holds inMediaChildren behind mdhd, and whose trak holds inBeforeMdia ahead
+// of it, behind tkhd.
+Atom TrakOf(const std::vector<Atom>& inBeforeMdia, const std::vector<Atom>& inMediaChildren)
+{
+    Atom trak("trak");
+    trak.Child(Tkhd(TrackSpec{}));
+    for (const Atom& atom : inBeforeMdia)
+        trak.Child(atom);
+    Atom mdia("mdia");
+    mdia.Child(Mdhd(600, 1000));
+    for (const Atom& atom : inMediaChildren)
+        mdia.Child(atom);
+    return trak.Child(mdia);
+}
+
+Atom MinfOf(const std::vector<Atom>& inChildren)
+{
+    Atom minf("minf");
+    for (const Atom& atom : inChildren)
+        minf.Child(atom);
+    return minf;
+}
+
+Atom StblOf(const std::vector<Atom>& inExtra = {})
+{
+    Atom stbl("stbl");
+    for (const Atom& table : BasicSampleTables({{10, 100}}))
+        stbl.Child(table);
+    for (const Atom& table : inExtra)
+        stbl.Child(table);
+    return stbl;
+}
+
+Atom VideoHeader()
+{
+    return Atom("vmhd").FullHeader(0, 1).Zeros(8);
+}
+
+// A video track of the usual shape with inEdts ahead of mdia.
+Atom EditedTrak(const Atom& inEdts)
+{
+    return TrakOf({inEdts}, {Hdlr(Code("vide")), MinfOf({VideoHeader(), Dinf(), StblOf()})});
+}
+
+Atom EditList(const std::vector<uint32_t>& inMediaTimes, const char (&inType)[5] = "elst")
+{
+    Atom elst(inType);
+    elst.FullHeader(0).U32(uint32_t(inMediaTimes.size()));
+    for (uint32_t mediaTime : inMediaTimes)
+        elst.U32(500).U32(mediaTime).U32(0x10000);
+    return elst;
+}
+
+constexpr QT::WalkRules kParser = QT::kParserWalkRules;
+
+} // namespace
+
+TEST(WalkRules, EightBytesLeftAreEnoughOnlyUnderTheLowerMinimum)
+{
+    const Bytes moov = Moov({Trak(TrackSpec{}), Atom("udta").Children({Atom("abcd").U32(1), Atom("last")})});
+    EXPECT_EQ(Walk(moov, kParser).index.userData.size(), 1u);
+    const Walked lower = Walk(moov, {.minBytesLeft = 8});
+    ASSERT_TRUE(lower.ok);
+    ASSERT_EQ(lower.index.userData.size(), 2u);
+    EXPECT_EQ(lower.index.userData[1].type, Code("last"));
+    EXPECT_EQ(lower.index.userData[1].size, 0u);
+}
+
+TEST(WalkRules, ACompressedMovieIsExpandedOnlyWhenTheRulesSaySo)
+{
+    const Bytes inner = Moov({Trak(TrackSpec{})});
+    uLongf length = compressBound(uLong(inner.size()));
+    Bytes deflated(length);
+    ASSERT_EQ(compress(deflated.data(), &length, inner.data(), uLong(inner.size())), Z_OK);
+    deflated.resize(length);
+    const Atom cmov = Atom("cmov").Children(
+        {Atom("dcom").U32(QT::kZlibCompression), Atom("cmvd").U32(uint32_t(inner.size())).Raw(deflated)});
+    const Bytes moov = Atom("moov").Child(cmov).Build();
+    const Walked parsed = Walk(moov, kParser);
+    ASSERT_TRUE(parsed.ok);
+    EXPECT_EQ(parsed.index.trackItems.size(), 1u);
+    EXPECT_FALSE(Walk(moov, {.expandCompressedMovie = false}).ok);
+}
+
+TEST(WalkRules, TheFirstChildOfEdtsIsTheEditListByTypeOrTakenAsOne)
+{
+    const Bytes moov = Moov({EditedTrak(Atom("edts").Child(EditList({0}, "xlst")))});
+    const Walked parsed = Walk(moov, kParser);
+    ASSERT_TRUE(parsed.ok);
+    EXPECT_TRUE(parsed.index.trackItems.at(0).editList.empty());
+    const Walked untested = Walk(moov, {.checkEditListType = false});
+    ASSERT_TRUE(untested.ok);
+    EXPECT_EQ(untested.index.trackItems.at(0).editList.size(), 1u);
+}
+
+TEST(WalkRules, EmptyEditsAreDroppedOrKept)
+{
+    const Bytes moov = Moov({EditedTrak(Atom("edts").Child(EditList({0xFFFFFFFF, 0})))});
+    EXPECT_EQ(Walk(moov, kParser).index.trackItems.at(0).editList.size(), 1u);
+    EXPECT_EQ(Walk(moov, {.dropEmptyEdits = false}).index.trackItems.at(0).editList.size(), 2u);
+}
+
+TEST(WalkRules, AnExtendedLanguageAtomIsSteppedOverOrRefusesTheTrack)
+{
+    const Bytes moov = Moov({TrakOf({}, {Atom("elng").FullHeader(0).Text("en"), Hdlr(Code("vide")),
+                                         MinfOf({VideoHeader(), Dinf(), StblOf()})})});
+    EXPECT_TRUE(Walk(moov, kParser).ok);
+    EXPECT_FALSE(Walk(moov, {.skipExtendedLanguage = false}).ok);
+}
+
+TEST(WalkRules, TheMediaInformationHeaderIsFoundByTypeOrIsTheFirstChild)
+{
+    const Bytes moov = Moov(
+        {TrakOf({}, {Hdlr(Code("vide")), MinfOf({Atom("abcd").U32(7), VideoHeader(), Dinf(), StblOf()})})});
+    const Walked parsed = Walk(moov, kParser);
+    ASSERT_TRUE(parsed.ok);
+    const QT::TrackItem& byType = parsed.index.trackItems.at(0);
+    ASSERT_NE(byType.mediaInfoHeader, nullptr);
+    EXPECT_EQ(QT::BE::U32(byType.mediaInfoHeader + 4), Code("vmhd"));
+    const Walked first = Walk(moov, {.mediaInformation = QT::MediaInformationWalk::FirstChildIsHeader});
+    ASSERT_TRUE(first.ok);
+    const QT::TrackItem& byPlace = first.index.trackItems.at(0);
+    ASSERT_NE(byPlace.mediaInfoHeader, nullptr);
+    EXPECT_EQ(QT::BE::U32(byPlace.mediaInfoHeader + 4), Code("abcd"));
+    EXPECT_NE(byPlace.dinf, nullptr);
+    EXPECT_NE(byPlace.stsd, nullptr);
+}
+
+TEST(WalkRules, AnEmptyMediaInformationHasNoFirstChildToBeItsHeader)
+{
+    const Bytes moov = Moov({TrakOf({}, {Hdlr(Code("clcp")), MinfOf({})})});
+    EXPECT_TRUE(Walk(moov, kParser).ok);
+    EXPECT_FALSE(Walk(moov, {.mediaInformation = QT::MediaInformationWalk::FirstChildIsHeader}).ok);
+}
+
+TEST(WalkRules, ACaptionTrackWithoutTablesIsKeptOrRefused)
+{
+    const Bytes moov = Moov({TrakOf({}, {Hdlr(Code("clcp")), MinfOf({Atom("gmhd")})})});
+    const Walked parsed = Walk(moov, kParser);
+    ASSERT_TRUE(parsed.ok);
+    EXPECT_EQ(parsed.index.trackItems.size(), 1u);
+    EXPECT_FALSE(Walk(moov, {.captionTracksNeedNoTables = false}).ok);
+}
+
+TEST(WalkRules, PartialSyncSamplesAreRecordedOrNot)
+{
+    const Atom stps = Atom("stps").FullHeader(0).U32(1).U32(1);
+    const Bytes moov =
+        Moov({TrakOf({}, {Hdlr(Code("vide")), MinfOf({VideoHeader(), Dinf(), StblOf({stps})})})});
+    EXPECT_NE(Walk(moov, kParser).index.trackItems.at(0).stps, nullptr);
+    EXPECT_EQ(Walk(moov, {.recordPartialSync = false}).index.trackItems.at(0).stps, nullptr);
+}
+
+TEST(WalkRules, ATrackWithoutMediaInformationHeaderIsKeptOrRefused)
+{
+    const Bytes moov = Moov({TrakOf({}, {Hdlr(Code("vide")), MinfOf({Dinf(), StblOf()})})});
+    EXPECT_TRUE(Walk(moov, kParser).ok);
+    EXPECT_FALSE(Walk(moov, {.requireMediaInfoHeader = true}).ok);
+}
+
+TEST(WalkRules, UserDataCollectsNameTaggedMetadataOrOnlyRecords)
+{
+    const Atom item = Atom(0xA96E616D).Child(Atom("data").U32(1).U32(0).Text("Title"));
+    const Atom meta = Atom("meta").FullHeader(0).Child(Atom("ilst").Child(item));
+    const Bytes moov = Moov({Trak(TrackSpec{}), Atom("udta").Child(meta)});
+    const Walked parsed = Walk(moov, kParser);
+    ASSERT_EQ(parsed.index.metadataItems.count("nam"), 1u);
+    const Walked recorded = Walk(moov, {.userData = QT::UserDataWalk::RecordOnly});
+    EXPECT_TRUE(recorded.index.metadataItems.empty());
+    ASSERT_EQ(recorded.index.userData.size(), 1u);
+    EXPECT_EQ(recorded.index.userData[0].type, Code("meta"));
+}
+
+TEST(WalkRules, MalformedKeyedMetadataIsReportedOnlyWhenChecked)
+{
+    // A key entry of size 4 cannot hold its own header.
+    const Atom keys = Atom("keys").FullHeader(0).U32(1).U32(4).Type("mdta");
+    const Atom meta = Atom("meta").Children({Atom("hdlr").Zeros(24), keys, Atom("ilst")});
+    const Bytes moov = Moov({Trak(TrackSpec{}), meta});
+    {
+        TraceCapture trace("QTSifter");
+        EXPECT_TRUE(Walk(moov, kParser).ok);
+        EXPECT_EQ(trace.lines,
+                  (std::vector<std::string>{"5 QTSifter Malformed metadata key found: 0.  Size: 4\r\n"}));
+    }
+    TraceCapture trace("QTSifter");
+    EXPECT_TRUE(Walk(moov, {.checkKeyedMetadata = false}).ok);
+    EXPECT_TRUE(trace.lines.empty());
+}
+
+TEST(WalkRules, TheSifterWalksUnderTheParsersRules)
+{
+    const QT::WalkRules rules = QT::kParserWalkRules;
+    EXPECT_EQ(rules.minBytesLeft, 9u);
+    EXPECT_TRUE(rules.expandCompressedMovie);
+    EXPECT_TRUE(rules.checkEditListType);
+    EXPECT_TRUE(rules.dropEmptyEdits);
+    EXPECT_TRUE(rules.skipExtendedLanguage);
+    EXPECT_EQ(rules.mediaInformation, QT::MediaInformationWalk::InLine);
+    EXPECT_TRUE(rules.captionTracksNeedNoTables);
+    EXPECT_TRUE(rules.recordPartialSync);
+    EXPECT_FALSE(rules.requireMediaInfoHeader);
+    EXPECT_EQ(rules.userData, QT::UserDataWalk::CollectNameTaggedMetadata);
+    EXPECT_TRUE(rules.checkKeyedMetadata);
+}
