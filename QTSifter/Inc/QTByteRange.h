@@ -79,7 +79,7 @@ public:
 
     size_t Offset() const noexcept { return mOffset; }
     size_t Remaining() const noexcept { return mSize - mOffset; }
-    bool Failed() const noexcept { return mFailed; }
+    [[nodiscard]] bool Failed() const noexcept { return mFailed; }
 
     [[nodiscard]] bool U8(uint8_t& outValue) noexcept
     {

@@ -67,7 +67,7 @@ public:
     const QT::TrackItem& GetTrackItem(uint64_t inIndex) const;
     uint32_t GetUserDataCount() const;
     void GetUserData(uint64_t inIndex, MK::BinaryData& outData, uint32_t& outType) const;
-    bool FindUserData(uint32_t inType, MK::BinaryData& outData) const;
+    [[nodiscard]] bool FindUserData(uint32_t inType, MK::BinaryData& outData) const;
     uint32_t GetMovieChildAtom(uint32_t inType, MK::BinaryData& outData) const;
     void GetUUIDAtom(std::shared_ptr<RecycledMemory>& outBuffer, const std::array<uint8_t, 16>& inUUID,
                      bool inStripHeader) const;

@@ -108,7 +108,10 @@ public:
     void MoveTo(uint64_t inPos) noexcept { mPos = inPos; }
 
 private:
-    bool HeaderReadable() const noexcept { return mPos <= mBufferSize && mBufferSize - mPos >= 8; }
+    [[nodiscard]] bool HeaderReadable() const noexcept
+    {
+        return mPos <= mBufferSize && mBufferSize - mPos >= 8;
+    }
 
     const uint8_t* mData;
     uint32_t mBufferSize;

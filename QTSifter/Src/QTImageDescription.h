@@ -47,7 +47,7 @@ struct ImageDescriptionExtension
 // Finds the first extension atom of inType in the entry at inEntry. inBytes bounds every read:
 // the movie buffer for an entry in place, the copy for a copied one. The atom's own end is not
 // held to the entry's end; callers that read its payload test it against inBytes.
-bool FindImageDescriptionExtension(const ByteRange& inBytes, const uint8_t* inEntry, uint32_t inType,
-                                   ImageDescriptionExtension& outFound);
+[[nodiscard]] bool FindImageDescriptionExtension(const ByteRange& inBytes, const uint8_t* inEntry,
+                                                 uint32_t inType, ImageDescriptionExtension& outFound);
 
 } // namespace QT

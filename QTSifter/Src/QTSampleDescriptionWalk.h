@@ -32,7 +32,7 @@ public:
     }
 
     // The entry in hand has size 0: every later position gives it again.
-    bool Stalled() const noexcept { return BE::U32(mStsd + mOffset) == 0; }
+    [[nodiscard]] bool Stalled() const noexcept { return BE::U32(mStsd + mOffset) == 0; }
 
     // To the next position; only after Entry() gave an entry.
     void Next() noexcept

@@ -32,10 +32,10 @@ public:
     uint32_t FindTopLevelAtom(uint32_t inAtomType, KSL::File& inFile, uint64_t& outOffset, uint64_t& outSize);
 
     // The walk over the loaded buffer that builds the index, under the parser's rules.
-    bool WalkMovieAtom() { return QT::WalkMovieAtom(*this, kParserWalkRules); }
-    bool ReadMovieHeader() { return QT::ReadMovieHeader(*this, kParserWalkRules); }
-    bool WalkTracks() { return QT::WalkTracks(*this, kParserWalkRules); }
-    bool WalkSampleTable(uint32_t inPos, uint32_t inLimit, uint32_t inEnd, TrackItem& ioItem)
+    [[nodiscard]] bool WalkMovieAtom() { return QT::WalkMovieAtom(*this, kParserWalkRules); }
+    [[nodiscard]] bool ReadMovieHeader() { return QT::ReadMovieHeader(*this, kParserWalkRules); }
+    [[nodiscard]] bool WalkTracks() { return QT::WalkTracks(*this, kParserWalkRules); }
+    [[nodiscard]] bool WalkSampleTable(uint32_t inPos, uint32_t inLimit, uint32_t inEnd, TrackItem& ioItem)
     {
         return QT::WalkSampleTable(*this, kParserWalkRules, inPos, inLimit, inEnd, ioItem);
     }
@@ -55,7 +55,7 @@ public:
     }
 
 private:
-    bool ProviderInUse() const;
+    [[nodiscard]] bool ProviderInUse() const;
     uint32_t CompactWorkArea(uint8_t* ioWorkArea, LoadRoute inRoute, uint32_t& outSize);
     uint32_t OpenFile(KSL::File& ioFile, const std::u16string& inPath, uint32_t inShare);
     void HandOver(class QTMovie& ioMovie, tenacore::classref::InterfaceRef<IQTMovie>& outMovie);

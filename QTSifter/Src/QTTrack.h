@@ -100,18 +100,18 @@ protected:
     int64_t GetMediaDuration() const;
 
 private:
-    bool IsVideoOrReport(const char* inFunction);
+    [[nodiscard]] bool IsVideoOrReport(const char* inFunction);
     const uint8_t* ImageDescription(int32_t inIndex);
-    bool FindExtension(int32_t inIndex, uint32_t inType, uint32_t inAtomSize, size_t inPayloadBytes,
-                       const uint8_t*& outPayload);
-    bool CopyImageDescription(int32_t inIndex, std::vector<uint8_t>& outCopy);
-    bool DescriptionsEquivalent(bool inCompareEntrySize);
-    bool ReadApertureDimensions(const uint8_t* inAtom, float& outWidth, float& outHeight);
+    [[nodiscard]] bool FindExtension(int32_t inIndex, uint32_t inType, uint32_t inAtomSize,
+                                     size_t inPayloadBytes, const uint8_t*& outPayload);
+    [[nodiscard]] bool CopyImageDescription(int32_t inIndex, std::vector<uint8_t>& outCopy);
+    [[nodiscard]] bool DescriptionsEquivalent(bool inCompareEntrySize);
+    [[nodiscard]] bool ReadApertureDimensions(const uint8_t* inAtom, float& outWidth, float& outHeight);
     uint64_t MovieToMediaTime64(uint32_t inMovieTime);
     void ComputeEditState();
     void ComputeUneditedState(uint32_t inSttsCount);
     void ComputeSingleEditState();
-    bool FindSmallestCompositionTime(int32_t& ioMinimum);
+    [[nodiscard]] bool FindSmallestCompositionTime(int32_t& ioMinimum);
     void FindFirstEditedSample(uint32_t inMediaTime);
 
     uint64_t mTrackIndex = 0;
