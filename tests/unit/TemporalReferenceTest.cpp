@@ -115,6 +115,23 @@ TEST(TemporalReference, PartialSyncTableIsAskedWhenStssDoesNotMatch)
     EXPECT_EQ(table[1].backwardReference, 0);
 }
 
+// A count with its top bit set is negative: no position is below it, so the table never matches,
+// even though its first entry lies inside the atom and names the frame.
+TEST(TemporalReference, SyncTableOfNegativeCountNeverMatches)
+{
+    for (const uint32_t type : {Code("stss"), Code("stps")})
+    {
+        SCOPED_TRACE(type);
+        const Atom sync = Atom(type).FullHeader().U32(0x80000001).U32(2);
+        OpenedTrack t = Track(2, {Ctts({{2, 0}}), Sdtp({0x24, 0x14}), sync});
+        std::vector<VideoTemporalReference> table;
+        ASSERT_EQ(t.track->MakeVideoTemporalReferenceTable(table), 0u);
+        // Frame 1 carries 0x14 and is not matched: forward, back to the anchor 0.
+        EXPECT_EQ(table[1].backwardReference, -1);
+        EXPECT_EQ(table[1].forwardReference, 0);
+    }
+}
+
 TEST(TemporalReference, MissingDependencyTablesLeaveTheTableUntouched)
 {
     OpenedTrack t = Track(2, {Ctts({{2, 0}})});
