@@ -138,6 +138,9 @@ TEST(ImageDescription, CodecNameIsCutToThirtyOneBytes)
     ImageSpec spec;
     spec.name = std::string(31, 'n');
     spec.nameLength = 40;
+    // The bytes behind the 31 are printable, so a longer read would show in the name.
+    spec.depth = 0x6D6D;
+    spec.colorTableId = 0x6D6D;
     std::u16string name;
     ASSERT_EQ(TrackWithDescriptions({Described({}, spec)}).track->GetVideoMediaCodecName(0, name), 0u);
     EXPECT_EQ(name, std::u16string(31, u'n'));
@@ -206,13 +209,18 @@ TEST(ImageDescription, EmptyExtensionAtTheEndIsNotFound)
               QT::kQTErrInvalid);
 }
 
+// The clut is just over 16 MiB, so that the byte at 86, its size's top byte, is 1: a skip that took
+// the file-order "clut" for the mark would step one byte and lose the walk.
 TEST(ImageDescription, RealClutAtomIsSteppedOverByItsOwnSize)
 {
     ImageSpec spec;
     spec.colorTableId = 0;
-    OpenedTrack t = TrackWithDescriptions({Described({Atom("clut").Zeros(16), Pasp(1, 1)}, spec)});
+    OpenedTrack t =
+        TrackWithDescriptions({Described({Atom("clut").Zeros(size_t(1) << 24), Pasp(3, 2)}, spec)});
     uint32_t h = 0, v = 0;
     EXPECT_EQ(t.track->GetVideoMediaPixelAspect(0, h, v), 0u);
+    EXPECT_EQ(h, 3u);
+    EXPECT_EQ(v, 2u);
 }
 
 TEST(ImageDescription, ReversedClutMarkSkipsByOneByte)

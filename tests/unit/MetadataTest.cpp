@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -128,12 +129,33 @@ TEST(Metadata, KeyedFormWithoutHandlerYieldsNothingSilently)
     EXPECT_TRUE(trace.lines.empty());
 }
 
+// The ilst lies right behind keys and hdlr comes after it: a walk that stepped over keys would
+// reach hdlr and take the item. From the count word (1) the walk crawls off and never gets there.
 TEST(Metadata, KeysBeforeHandlerSendsTheWalkIntoTheCountWord)
 {
     const Opened opened = OpenBytes(MovieWithMetadata(
-        {Atom("meta").Children({Keys({"k"}), Hdlr(Code("mdta")), Ilst({Item(1, 1, Text("value"))})})}));
+        {Atom("meta").Children({Keys({"k"}), Ilst({Item(1, 1, Text("value"))}), Hdlr(Code("mdta"))})}));
     ASSERT_EQ(opened.result, 0u);
     EXPECT_TRUE(ItemsOf(opened).empty());
+}
+
+// The count word (13) read as a size lands on an hdlr that lies inside keys, behind the one key:
+// only a walk that goes on at the count word finds it. The hdlr's bytes are then read as a second
+// key, and the ilst's size word as a third that runs past keys.
+TEST(Metadata, HandlerInsideKeysIsFoundFromTheCountWord)
+{
+    TraceCapture trace("QTSifter");
+    const Atom hdlr = Hdlr(Code("mdta"));
+    Atom keys("keys");
+    keys.FullHeader().U32(13).U32(9).Type("mdta").Text("k").Child(hdlr);
+    const Atom ilst = Ilst({Item(1, 1, Text("value"))});
+    const Opened opened = OpenBytes(MovieWithMetadata({Atom("meta").Children({keys, ilst})}));
+    ASSERT_EQ(opened.result, 0u);
+    const QT::MetadataMap items = ItemsOf(opened);
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(std::get<std::string>(items.at("k").value), "value");
+    EXPECT_EQ(trace.lines, (std::vector<std::string>{"5 QTSifter Malformed metadata key found: 2.  Size: " +
+                                                     std::to_string(ilst.Size()) + "\r\n"}));
 }
 
 TEST(Metadata, AnAtomBetweenKeysAndIlstMeansNoKeyedItems)
@@ -199,12 +221,18 @@ TEST(Metadata, IntegerOfOddLengthHasAnOffsetButNoValue)
 
 TEST(Metadata, ShortFloatStillReadsItsFullWidth)
 {
-    // A two-byte float payload followed by two more bytes of the next item's size word (0, 0).
-    const Opened opened = OpenBytes(MovieWithMetadata(
-        {KeyedMeta(Keys({"f", "g"}), {Item(1, 0x17, {0x3F, 0x80}), Item(2, 1, Text("after"))})}));
+    // A two-byte float payload followed by two bytes behind the item, inside the ilst. One key
+    // means one item is read, so the trailing bytes are never taken for an item.
+    Atom ilst = Ilst({Item(1, 0x17, {0x3F, 0x80})});
+    ilst.Raw({0x12, 0x34});
+    const Opened opened =
+        OpenBytes(MovieWithMetadata({Atom("meta").Children({Hdlr(Code("mdta")), Keys({"f"}), ilst})}));
     QT::MetadataValue value;
     ASSERT_TRUE(opened.movie->GetMetadataValue("f", value));
-    EXPECT_EQ(std::get<float>(value.value), 1.0f);
+    const uint32_t bits = 0x3F801234;
+    float expected;
+    std::memcpy(&expected, &bits, sizeof expected);
+    EXPECT_EQ(std::get<float>(value.value), expected);
 }
 
 TEST(Metadata, ShortFloatAtTheEndOfTheBufferReadsNothingOutside)

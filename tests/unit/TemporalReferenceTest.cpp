@@ -79,13 +79,19 @@ TEST(TemporalReference, FirstIntraFrameAnchorsAtItsOwnDisplayIndex)
 
 TEST(TemporalReference, FlagsOfNoClassStopTheRun)
 {
+    // The bad byte is on the second of four frames: the two frames behind it are never looked at,
+    // so neither a second report nor their flags appear.
     TraceCapture trace("QTSifter");
-    OpenedTrack t = Track(3, {Ctts({{3, 0}}), Sdtp({0x24, 0x24, 0x00})});
+    OpenedTrack t = Track(4, {Ctts({{4, 0}}), Sdtp({0x24, 0x00, 0x00, 0x24})});
     std::vector<VideoTemporalReference> table;
     EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
     EXPECT_EQ(trace.lines,
-              (std::vector<std::string>{"5 QTSifter Found invalid sdtp atom data at frame 3\r\n",
+              (std::vector<std::string>{"5 QTSifter Found invalid sdtp atom data at frame 2\r\n",
                                         "5 QTSifter Invalid Quicktime sample table data detected.\r\n"}));
+    ASSERT_EQ(table.size(), 4u);
+    EXPECT_EQ(table[0].dependencyFlags, 0x24);
+    EXPECT_EQ(table[3].dependencyFlags, 0);
+    EXPECT_EQ(table[3].decodeOffset, 0);
 }
 
 TEST(TemporalReference, EmptyCompositionTableLeavesTheDisplaySetEmpty)

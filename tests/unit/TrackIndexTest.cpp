@@ -230,16 +230,23 @@ TEST(TrackIndex, OtherAtomBetweenHdlrAndMinfFailsTheFile)
               QT::kQTErrNotAMovie);
 }
 
-// Its child of size 0 would end the walk if the udta were looked into.
+// The udta holds an item and a meta with one text item: reading it anywhere would leave a user
+// data item or the text behind.
 TEST(TrackIndex, UdtaBeforeMdiaIsSkippedUnread)
 {
     const TrackSpec spec;
-    const Atom udta = Atom("udta").U32(0).Type("abcd").Zeros(4);
+    const Atom text = Atom("xnam").Child(Atom("data").U32(1).U32(0).Text("unread"));
+    const Atom udta = Atom("udta").Children(
+        {Atom("name").Text("track"),
+         Atom("meta").FullHeader().Children({Hdlr(Code("mdir")), Atom("ilst").Child(text)})});
     const Probe probe =
         ProbeMakeMovie(FileWithTraks({Atom("trak").Children({Tkhd(spec), udta, Mdia(spec)})}));
     ASSERT_EQ(probe.result, 0u);
     EXPECT_EQ(probe.movie->GetUserDataCount(), 0u);
     EXPECT_TRUE(probe.MooV().GetTrackItem(0).userData.empty());
+    QT::MetadataMap items;
+    probe.movie->GetMetadataItems(items);
+    EXPECT_TRUE(items.empty());
 }
 
 TEST(TrackIndex, ApertureAtomsAreStoredAsAtomPointers)
