@@ -353,6 +353,29 @@ TEST(Metadata, NameTaggedItemOfSizeZeroEndsItsIlst)
     EXPECT_EQ(ItemsOf(opened).size(), 1u);
 }
 
+// An item of size 0 never moves the keyed walk on, but each pass counts against the keys: of three
+// passes the first item takes one and the empty item the other two. The item behind it is never reached.
+TEST(Metadata, KeyedItemOfSizeZeroEndsTheWalkAfterOnePassPerKey)
+{
+    TraceCapture trace("QTSifter");
+    Atom ilst("ilst");
+    ilst.Child(Item(1, 1, Text("first")))
+        .U32(0)
+        .U32(2)
+        .U32(24)
+        .Type("data")
+        .U32(1)
+        .U32(0)
+        .Child(Item(3, 1, Text("third")));
+    const Opened opened = OpenBytes(
+        MovieWithMetadata({Atom("meta").Children({Hdlr(Code("mdta")), Keys({"a", "b", "c"}), ilst})}));
+    ASSERT_EQ(opened.result, 0u);
+    const QT::MetadataMap items = ItemsOf(opened);
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(std::get<std::string>(items.at("a").value), "first");
+    EXPECT_TRUE(trace.lines.empty());
+}
+
 TEST(Metadata, MetaDirectlyUnderTrakAndDeepUserDataAreNotLookedAt)
 {
     const Opened opened = OpenBytes(MovieWithMetadata(
