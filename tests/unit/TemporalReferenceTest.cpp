@@ -13,29 +13,6 @@ using QT::VideoTemporalReference;
 namespace
 {
 
-Atom Ctts(const std::vector<std::pair<uint32_t, int32_t>>& inEntries)
-{
-    Atom ctts("ctts");
-    ctts.FullHeader().U32(uint32_t(inEntries.size()));
-    for (const auto& [count, offset] : inEntries)
-        ctts.U32(count).I32(offset);
-    return ctts;
-}
-
-Atom Sdtp(const std::vector<uint8_t>& inFlags)
-{
-    return Atom("sdtp").FullHeader().Raw(inFlags);
-}
-
-Atom Stss(const std::vector<uint32_t>& inSamples)
-{
-    Atom stss("stss");
-    stss.FullHeader().U32(uint32_t(inSamples.size()));
-    for (uint32_t sample : inSamples)
-        stss.U32(sample);
-    return stss;
-}
-
 // A video track of inCount samples of 100 ticks with the given extra tables.
 OpenedTrack Track(uint32_t inCount, const std::vector<Atom>& inExtras, uint32_t inHandler = Code("vide"))
 {
@@ -115,7 +92,7 @@ TEST(TemporalReference, SyncListingDecidesBetweenIntraAndForward)
 
 TEST(TemporalReference, PartialSyncTableIsAskedWhenStssDoesNotMatch)
 {
-    OpenedTrack t = Track(2, {Ctts({{2, 0}}), Sdtp({0x24, 0x14}), Atom("stps").FullHeader().U32(1).U32(2)});
+    OpenedTrack t = Track(2, {Ctts({{2, 0}}), Sdtp({0x24, 0x14}), Stps({2})});
     std::vector<VideoTemporalReference> table;
     ASSERT_EQ(t.track->MakeVideoTemporalReferenceTable(table), 0u);
     EXPECT_EQ(table[1].backwardReference, 0);
