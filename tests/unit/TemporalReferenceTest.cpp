@@ -129,10 +129,9 @@ TEST(TemporalReference, OtherMediaTypesAreInvalid)
 {
     OpenedTrack t = Track(2, {Ctts({{2, 0}}), Sdtp({0x24, 0x24})}, Code("soun"));
     std::vector<VideoTemporalReference> table;
-    auto previous = tenacore::debug::SetAssertHandler([](auto...) { return false; });
+    AssertCounter asserts;
     EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrInvalid);
     EXPECT_FALSE(t.track->VideoTrackContainsDeltaFrames());
-    tenacore::debug::SetAssertHandler(previous);
 }
 
 TEST(TemporalReference, CompositionTableCountingMoreSamplesIsABadTable)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Capture.h"
 #include "TrackTestSupport.h"
 #include "tenacore/config.h"
 #include "tenacore/debug.h"
@@ -189,19 +190,14 @@ TEST(TrackObject, HandlerSubtypesMapToMediaTypes)
 TEST(TrackObject, GetIndTrackAtTheTrackCountReportsTheContractAndThrows)
 {
     OpenedTrack t = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables({{1, 1}}))}));
-    std::string reported;
-    auto previous = tenacore::debug::SetAssertHandler(
-        [&](const char* inPath, int inLine, const char* inFunction, const char* inCondition,
-            const std::string&)
-        {
-            reported =
-                std::string(inPath) + ":" + std::to_string(inLine) + ":" + inFunction + ":" + inCondition;
-            return false;
-        });
+    AssertCounter asserts;
     tenacore::classref::InterfaceRef<QT::IQTTrack> track;
     EXPECT_THROW(t.opened.movie->GetIndTrack(track, 1), tenacore::config::Error);
-    tenacore::debug::SetAssertHandler(previous);
-    EXPECT_EQ(reported, "QTSifter/Src/QTMovie:77:QT::QTMovie::GetIndTrack:inWhichTrack < GetTrackCount()");
+    ASSERT_EQ(asserts.calls.size(), 1u);
+    const AssertCall& reported = asserts.calls[0];
+    EXPECT_EQ(reported.sourcePath + ":" + std::to_string(reported.line) + ":" + reported.function + ":" +
+                  reported.condition,
+              "QTSifter/Src/QTMovie:77:QT::QTMovie::GetIndTrack:inWhichTrack < GetTrackCount()");
     EXPECT_FALSE(track);
 }
 

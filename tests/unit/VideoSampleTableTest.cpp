@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "Capture.h"
 #include "TrackTestSupport.h"
 #include "tenacore/debug.h"
 
@@ -82,13 +83,10 @@ TEST(VideoSampleTable, MaxSamplesStopsThePass)
     tables[4] = Stco({1000, 2000});
     OpenedTrack t = VideoTrack(tables);
     std::vector<VideoSampleRecord> samples;
-    int reports = 0;
-    auto previous = tenacore::debug::SetAssertHandler(
-        [&](const char*, int, const char*, const char*, const std::string&) { return ++reports, false; });
+    AssertCounter asserts;
     EXPECT_EQ(t.track->MakeVideoSampleTable(false, true, 2, samples, nullptr), 0u);
-    tenacore::debug::SetAssertHandler(previous);
     EXPECT_EQ(samples.size(), 2u);
-    EXPECT_EQ(reports, 0);
+    EXPECT_EQ(asserts.count, 0);
 }
 
 TEST(VideoSampleTable, LimitedPassReservesOnlyWhatItMayKeep)
@@ -112,13 +110,10 @@ TEST(VideoSampleTable, ChunkPastTheEndReportsAndGivesOffsetZero)
     tables[4] = Stco({1000, 2000});
     OpenedTrack t = VideoTrack(tables);
     std::vector<VideoSampleRecord> samples;
-    int reports = 0;
-    auto previous = tenacore::debug::SetAssertHandler(
-        [&](const char*, int, const char*, const char*, const std::string&) { return ++reports, false; });
+    AssertCounter asserts;
     EXPECT_EQ(t.track->MakeVideoSampleTable(false, true, samples, nullptr), 0u);
-    tenacore::debug::SetAssertHandler(previous);
     EXPECT_EQ(Offsets(samples), (std::vector<uint64_t>{1000, 2000, 0}));
-    EXPECT_EQ(reports, 1);
+    EXPECT_EQ(asserts.count, 1);
 }
 
 TEST(VideoSampleTable, EditInsideSampleThreeKeepsFromThereWithItsRest)
