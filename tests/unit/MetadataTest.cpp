@@ -381,22 +381,25 @@ TEST(Metadata, HugeKeyCountKeepsTheKeysThatFit)
     EXPECT_EQ(trace.lines[0].rfind("5 QTSifter Malformed metadata key found: 1.  Size: ", 0), 0u);
 }
 
-TEST(Metadata, KeyEntryTooShortForItsHeaderIsMalformed)
+class KeyEntryTooShortForItsHeader : public testing::TestWithParam<uint32_t>
 {
-    for (uint32_t size = 0; size < 8; ++size)
-    {
-        TraceCapture trace("QTSifter");
-        Atom keys("keys");
-        keys.FullHeader().U32(2).U32(9).Type("mdta").Text("a").U32(size).Type("mdta");
-        const Opened opened = OpenBytes(MovieWithMetadata(
-            {KeyedMeta(keys, {MetadataItem(1, 1, TextBytes("1")), MetadataItem(2, 1, TextBytes("2"))})}));
-        ASSERT_EQ(opened.result, 0u);
-        EXPECT_EQ(ItemsOf(opened).size(), 1u) << size;
-        EXPECT_EQ(trace.lines,
-                  (std::vector<std::string>{"5 QTSifter Malformed metadata key found: 1.  Size: " +
-                                            std::to_string(size) + "\r\n"}));
-    }
+};
+
+TEST_P(KeyEntryTooShortForItsHeader, IsMalformed)
+{
+    const uint32_t size = GetParam();
+    TraceCapture trace("QTSifter");
+    Atom keys("keys");
+    keys.FullHeader().U32(2).U32(9).Type("mdta").Text("a").U32(size).Type("mdta");
+    const Opened opened = OpenBytes(MovieWithMetadata(
+        {KeyedMeta(keys, {MetadataItem(1, 1, TextBytes("1")), MetadataItem(2, 1, TextBytes("2"))})}));
+    ASSERT_EQ(opened.result, 0u);
+    EXPECT_EQ(ItemsOf(opened).size(), 1u);
+    EXPECT_EQ(trace.lines, (std::vector<std::string>{"5 QTSifter Malformed metadata key found: 1.  Size: " +
+                                                     std::to_string(size) + "\r\n"}));
 }
+
+INSTANTIATE_TEST_SUITE_P(Metadata, KeyEntryTooShortForItsHeader, testing::Range(0u, 8u));
 
 TEST(Metadata, DisabledTracingBuildsNoMessageAndAsksOnce)
 {
