@@ -28,7 +28,8 @@ enum class FrameClass
 };
 
 // The sync match: the next unconsumed entry of stss, or failing that of stps, names this sample.
-// A position moves only on an exact match.
+// A position moves only on an exact match. Positions are compared with the stated count as signed,
+// so a table whose count has its top bit set never matches; the trusted count keeps reads inside.
 class SyncMatch
 {
 public:
@@ -42,7 +43,8 @@ public:
 private:
     static bool Consume(const TableAtom& inTable, uint32_t& ioPosition, uint32_t inDecodeIndex)
     {
-        if (!inTable || int32_t(ioPosition) >= int32_t(inTable.TrustedCount(4)) ||
+        if (!inTable || int32_t(ioPosition) >= int32_t(inTable.StatedCount()) ||
+            ioPosition >= inTable.TrustedCount(4) ||
             inTable.U32(16 + 4 * uint64_t(ioPosition)) != inDecodeIndex + 1)
             return false;
         ++ioPosition;

@@ -1,5 +1,9 @@
 #include "AtomBuilder.h"
 
+#include <stdexcept>
+
+#include <zlib.h>
+
 namespace qttest
 {
 
@@ -181,21 +185,26 @@ Atom Hdlr(uint32_t inSubtype)
     return Atom("hdlr").FullHeader(0).Type("mhlr").U32(inSubtype).U32(0).U32(0).U32(0).U8(0);
 }
 
-Atom Elst(std::initializer_list<std::array<uint32_t, 3>> inEntries)
+Atom Elst(const std::vector<ElstEntry>& inEntries)
+{
+    return ElstCounting(uint32_t(inEntries.size()), inEntries);
+}
+
+Atom ElstCounting(uint32_t inCount, const std::vector<ElstEntry>& inEntries)
 {
     Atom atom("elst");
-    atom.FullHeader(0).U32(uint32_t(inEntries.size()));
-    for (const auto& entry : inEntries)
-        atom.U32(entry[0]).U32(entry[1]).U32(entry[2]);
+    atom.FullHeader(0).U32(inCount);
+    for (const ElstEntry& entry : inEntries)
+        atom.U32(entry.duration).U32(entry.mediaTime).U32(entry.rate);
     return atom;
 }
 
-Atom Stts(const std::vector<std::pair<uint32_t, uint32_t>>& inEntries)
+Atom Stts(const std::vector<SttsEntry>& inEntries)
 {
     Atom atom("stts");
     atom.FullHeader(0).U32(uint32_t(inEntries.size()));
-    for (const auto& [count, duration] : inEntries)
-        atom.U32(count).U32(duration);
+    for (const SttsEntry& entry : inEntries)
+        atom.U32(entry.sampleCount).U32(entry.duration);
     return atom;
 }
 
@@ -206,12 +215,17 @@ Atom Stsd(uint32_t inFormat)
     return Atom("stsd").FullHeader(0).U32(1).Child(entry);
 }
 
-Atom Stsc(std::initializer_list<std::array<uint32_t, 3>> inEntries)
+Atom SampleEntry(const char (&inFormat)[5], size_t inBody)
+{
+    return Atom(inFormat).Zeros(inBody);
+}
+
+Atom Stsc(const std::vector<StscEntry>& inEntries)
 {
     Atom atom("stsc");
     atom.FullHeader(0).U32(uint32_t(inEntries.size()));
-    for (const auto& entry : inEntries)
-        atom.U32(entry[0]).U32(entry[1]).U32(entry[2]);
+    for (const StscEntry& entry : inEntries)
+        atom.U32(entry.firstChunk).U32(entry.samplesPerChunk).U32(entry.descriptionId);
     return atom;
 }
 
@@ -233,6 +247,75 @@ Atom Stco(const std::vector<uint32_t>& inOffsets)
     return atom;
 }
 
+Atom Ctts(const std::vector<CttsEntry>& inEntries)
+{
+    Atom atom("ctts");
+    atom.FullHeader().U32(uint32_t(inEntries.size()));
+    for (const CttsEntry& entry : inEntries)
+        atom.U32(entry.sampleCount).I32(entry.offset);
+    return atom;
+}
+
+Atom Sdtp(const std::vector<uint8_t>& inFlags)
+{
+    return Atom("sdtp").FullHeader().Raw(inFlags);
+}
+
+namespace
+{
+
+Atom SyncTable(const char (&inType)[5], const std::vector<uint32_t>& inSamples)
+{
+    Atom atom(inType);
+    atom.FullHeader().U32(uint32_t(inSamples.size()));
+    for (uint32_t sample : inSamples)
+        atom.U32(sample);
+    return atom;
+}
+
+} // namespace
+
+Bytes Deflate(const Bytes& inBytes)
+{
+    uLongf length = compressBound(uLong(inBytes.size()));
+    Bytes out(length);
+    if (compress(out.data(), &length, inBytes.data(), uLong(inBytes.size())) != Z_OK)
+        throw std::runtime_error("deflate failed");
+    out.resize(length);
+    return out;
+}
+
+Atom Stss(const std::vector<uint32_t>& inSamples)
+{
+    return SyncTable("stss", inSamples);
+}
+
+Atom Stps(const std::vector<uint32_t>& inSamples)
+{
+    return SyncTable("stps", inSamples);
+}
+
+Atom Vmhd()
+{
+    return Atom("vmhd").FullHeader(0, 1).U16(0x40).Zeros(6);
+}
+
+Atom Uuid(const std::array<uint8_t, 16>& inUUID, const Bytes& inPayload)
+{
+    return Atom("uuid").Raw(Bytes(inUUID.begin(), inUUID.end())).Raw(inPayload);
+}
+
+Atom Cmov(const Bytes& inMoov, uint32_t inStatedSize, uint32_t inMethod)
+{
+    return Atom("cmov").Children(
+        {Atom("dcom").U32(inMethod), Atom("cmvd").U32(inStatedSize).Raw(Deflate(inMoov))});
+}
+
+Atom Cmov(const Bytes& inMoov)
+{
+    return Cmov(inMoov, uint32_t(inMoov.size()), Code("zlib"));
+}
+
 Atom Dinf()
 {
     Atom alias("alis");
@@ -243,15 +326,16 @@ Atom Dinf()
 Atom Stbl(const TrackSpec& inSpec)
 {
     uint32_t samples = 0;
-    for (const auto& entry : inSpec.timeToSample)
-        samples += entry.first;
-    return Atom("stbl").Children({Stsd(Code("raw ")), Stts(inSpec.timeToSample), Stsc({{1, samples, 1}}),
+    for (const SttsEntry& entry : inSpec.timeToSample)
+        samples += entry.sampleCount;
+    return Atom("stbl").Children({Stsd(Code("raw ")), Stts(inSpec.timeToSample),
+                                  Stsc({{.firstChunk = 1, .samplesPerChunk = samples}}),
                                   Stsz(100, {}, samples), Stco({48})});
 }
 
 Atom Minf(const TrackSpec& inSpec)
 {
-    Atom header = inSpec.handler == Code("vide")   ? Atom("vmhd").FullHeader(0, 1).U16(0x40).Zeros(6)
+    Atom header = inSpec.handler == Code("vide")   ? Vmhd()
                   : inSpec.handler == Code("soun") ? Atom("smhd").FullHeader(0).U16(0).U16(0)
                                                    : Atom("gmhd");
     Atom minf("minf");
@@ -259,6 +343,16 @@ Atom Minf(const TrackSpec& inSpec)
     if (inSpec.sampleTables)
         minf.Child(Stbl(inSpec));
     return minf;
+}
+
+Atom MinfWithStbl(const Atom& inStbl)
+{
+    return Atom("minf").Children({Vmhd(), Dinf(), inStbl});
+}
+
+Atom MdiaWithMinf(const Atom& inMinf)
+{
+    return Atom("mdia").Children({Mdhd(600, 1000), Hdlr(Code("vide")), inMinf});
 }
 
 Atom Mdia(const TrackSpec& inSpec)
@@ -272,26 +366,36 @@ Atom Trak(const TrackSpec& inSpec)
     return Atom("trak").Children({Tkhd(inSpec), Mdia(inSpec)});
 }
 
-Bytes SimpleMovie(std::initializer_list<TrackSpec> inTracks, uint32_t inTimeScale, uint32_t inDuration)
+Atom TrakWithEdits(const TrackSpec& inSpec, const Atom& inElst)
+{
+    return Atom("trak").Children({Tkhd(inSpec), Atom("edts").Child(inElst), Mdia(inSpec)});
+}
+
+Atom SimpleMoov(std::initializer_list<TrackSpec> inTracks, uint32_t inTimeScale, uint32_t inDuration)
 {
     Atom moov("moov");
     moov.Child(Mvhd(inTimeScale, inDuration));
     for (const TrackSpec& track : inTracks)
         moov.Child(Trak(track));
-    return Build({Ftyp(), moov, Mdat()});
+    return moov;
 }
 
-std::vector<Atom> BasicSampleTables(const std::vector<std::pair<uint32_t, uint32_t>>& inTimeToSample)
+Bytes SimpleMovie(std::initializer_list<TrackSpec> inTracks, uint32_t inTimeScale, uint32_t inDuration)
+{
+    return Build({Ftyp(), SimpleMoov(inTracks, inTimeScale, inDuration), Mdat()});
+}
+
+std::vector<Atom> BasicSampleTables(const std::vector<SttsEntry>& inTimeToSample)
 {
     uint32_t samples = 0;
-    for (const auto& entry : inTimeToSample)
-        samples += entry.first;
-    return {Stsd(Code("raw ")), Stts(inTimeToSample), Stsc({{1, samples, 1}}), Stsz(100, {}, samples),
-            Stco({48})};
+    for (const SttsEntry& entry : inTimeToSample)
+        samples += entry.sampleCount;
+    return {Stsd(Code("raw ")), Stts(inTimeToSample), Stsc({{.firstChunk = 1, .samplesPerChunk = samples}}),
+            Stsz(100, {}, samples), Stco({48})};
 }
 
 Atom TrakWith(const TrackSpec& inSpec, const std::vector<Atom>& inSampleTables,
-              const std::vector<std::array<uint32_t, 3>>& inEdits)
+              const std::vector<ElstEntry>& inEdits)
 {
     Atom stbl("stbl");
     for (const Atom& table : inSampleTables)
@@ -303,13 +407,7 @@ Atom TrakWith(const TrackSpec& inSpec, const std::vector<Atom>& inSampleTables,
     Atom trak("trak");
     trak.Child(Tkhd(inSpec));
     if (!inEdits.empty())
-    {
-        Atom elst("elst");
-        elst.FullHeader(0).U32(uint32_t(inEdits.size()));
-        for (const auto& edit : inEdits)
-            elst.U32(edit[0]).U32(edit[1]).U32(edit[2]);
-        trak.Child(Atom("edts").Child(elst));
-    }
+        trak.Child(Atom("edts").Child(Elst(inEdits)));
     return trak.Child(Atom("mdia").Children(
         {Mdhd(inSpec.mediaTimeScale, inSpec.mediaDuration), Hdlr(inSpec.handler), minf}));
 }

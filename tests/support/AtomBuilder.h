@@ -65,6 +65,33 @@ Atom Ftyp();
 Atom Mdat(size_t inPayload = 16);
 Atom Free(size_t inPayload = 0);
 
+// One entry of a table, by field name; the defaults are what a plain track has.
+struct SttsEntry
+{
+    uint32_t sampleCount = 0;
+    uint32_t duration = 0;
+};
+
+struct CttsEntry
+{
+    uint32_t sampleCount = 0;
+    int32_t offset = 0;
+};
+
+struct StscEntry
+{
+    uint32_t firstChunk = 1;
+    uint32_t samplesPerChunk = 0;
+    uint32_t descriptionId = 1;
+};
+
+struct ElstEntry
+{
+    uint32_t duration = 0;
+    uint32_t mediaTime = 0;
+    uint32_t rate = 0x10000; // 16.16
+};
+
 struct TrackSpec
 {
     uint32_t handler = Code("vide");
@@ -74,38 +101,63 @@ struct TrackSpec
     uint32_t flags = 1;        // tkhd flags: bit 0 enabled
     int32_t width = 640 << 16; // 16.16
     int32_t height = 480 << 16;
-    bool sampleTables = true;                                              // stbl with all required children
-    std::vector<std::pair<uint32_t, uint32_t>> timeToSample = {{10, 100}}; // (count, duration)
+    bool sampleTables = true; // stbl with all required children
+    std::vector<SttsEntry> timeToSample = {{.sampleCount = 10, .duration = 100}};
 };
 
 Atom Tkhd(const TrackSpec& inSpec);
 Atom Mdhd(uint32_t inTimeScale, uint32_t inDuration);
 Atom Hdlr(uint32_t inSubtype);
-Atom Elst(std::initializer_list<std::array<uint32_t, 3>> inEntries);
-Atom Stts(const std::vector<std::pair<uint32_t, uint32_t>>& inEntries);
+Atom Elst(const std::vector<ElstEntry>& inEntries);
+// An elst whose count field says inCount, whatever the entries that follow.
+Atom ElstCounting(uint32_t inCount, const std::vector<ElstEntry>& inEntries);
+Atom Stts(const std::vector<SttsEntry>& inEntries);
 Atom Stsd(uint32_t inFormat);
-Atom Stsc(std::initializer_list<std::array<uint32_t, 3>> inEntries);
+// A sample description entry of inFormat with inBody bytes of zeros behind its header.
+Atom SampleEntry(const char (&inFormat)[5], size_t inBody = 8);
+Atom Stsc(const std::vector<StscEntry>& inEntries);
 Atom Stsz(uint32_t inConstantSize, const std::vector<uint32_t>& inSizes, uint32_t inCount);
 Atom Stco(const std::vector<uint32_t>& inOffsets);
+Atom Ctts(const std::vector<CttsEntry>& inEntries);
+// sdtp with one flags byte a sample.
+Atom Sdtp(const std::vector<uint8_t>& inFlags);
+// stss or stps, listing 1-based sample numbers.
+Atom Stss(const std::vector<uint32_t>& inSamples);
+Atom Stps(const std::vector<uint32_t>& inSamples);
+Atom Vmhd();
 Atom Dinf();
+Atom Uuid(const std::array<uint8_t, 16>& inUUID, const Bytes& inPayload);
+// inBytes as one zlib stream.
+Bytes Deflate(const Bytes& inBytes);
+// cmov holding inMoov deflated, with inStatedSize as the expanded size that cmvd states.
+Atom Cmov(const Bytes& inMoov, uint32_t inStatedSize, uint32_t inMethod = Code("zlib"));
+Atom Cmov(const Bytes& inMoov);
 // stbl holding stsd, stts, stsc, stsz and stco for inSpec's samples.
 Atom Stbl(const TrackSpec& inSpec);
 Atom Minf(const TrackSpec& inSpec);
+// A video minf (vmhd, dinf) and mdia (mdhd, hdlr) around a given stbl or minf.
+Atom MinfWithStbl(const Atom& inStbl);
+Atom MdiaWithMinf(const Atom& inMinf);
 Atom Mdia(const TrackSpec& inSpec);
 Atom Trak(const TrackSpec& inSpec);
+// tkhd, edts holding inElst, and the mdia of inSpec.
+Atom TrakWithEdits(const TrackSpec& inSpec, const Atom& inElst);
 
-// ftyp, moov (mvhd and one trak for each TrackSpec), mdat.
+// moov: mvhd and one trak for each TrackSpec.
+Atom SimpleMoov(std::initializer_list<TrackSpec> inTracks = {TrackSpec{}}, uint32_t inTimeScale = 600,
+                uint32_t inDuration = 1000);
+// ftyp, the moov of SimpleMoov, mdat.
 Bytes SimpleMovie(std::initializer_list<TrackSpec> inTracks = {TrackSpec{}}, uint32_t inTimeScale = 600,
                   uint32_t inDuration = 1000);
 
 // A trak of inSpec's headers whose stbl holds exactly inSampleTables, with an edts/elst when
-// inEdits is not empty (track duration, media time, rate).
+// inEdits is not empty.
 Atom TrakWith(const TrackSpec& inSpec, const std::vector<Atom>& inSampleTables,
-              const std::vector<std::array<uint32_t, 3>>& inEdits = {});
+              const std::vector<ElstEntry>& inEdits = {});
 // ftyp, moov (mvhd and the given traks), mdat.
 Bytes MovieWith(const std::vector<Atom>& inTraks, uint32_t inTimeScale = 600, uint32_t inDuration = 1000);
 // The required sample tables (stsd, stts, stsc, stsz, stco) for samples of constant size in one chunk.
-std::vector<Atom> BasicSampleTables(const std::vector<std::pair<uint32_t, uint32_t>>& inTimeToSample);
+std::vector<Atom> BasicSampleTables(const std::vector<SttsEntry>& inTimeToSample);
 
 // The fixed 86 bytes of an Image Description; extension atoms are added with Child().
 struct ImageSpec

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,19 +31,34 @@ struct TraceCapture
     std::vector<std::string> lines;
 };
 
-// Counts contract reports while alive, keeping the last as "path|function|condition|message".
-// It asks for no break, so the operations go on as they do without a debugger.
+// One contract report as the handler received it.
+struct AssertCall
+{
+    std::string sourcePath;
+    int line = 0;
+    std::string function;
+    std::string condition;
+    std::string message;
+};
+
+// The one way tests capture contract reports: while alive it records every report, keeping the
+// last as "path|function|condition|message" too, and restores the previous handler when it goes.
+// By default it asks for no break, so the operations go on as they do without a debugger;
+// inSideEffect runs inside each report, after it is recorded.
 struct AssertCounter
 {
-    AssertCounter()
+    explicit AssertCounter(bool inAskForBreak = false, std::function<void()> inSideEffect = {})
     {
         previous = tenacore::debug::SetAssertHandler(
-            [this](const char* inPath, int, const char* inFunction, const char* inCondition,
-                   const std::string& inMessage)
+            [this, inAskForBreak, inSideEffect](const char* inPath, int inLine, const char* inFunction,
+                                                const char* inCondition, const std::string& inMessage)
             {
                 ++count;
+                calls.push_back({inPath, inLine, inFunction, inCondition, inMessage});
                 last = std::string(inPath) + "|" + inFunction + "|" + inCondition + "|" + inMessage;
-                return false;
+                if (inSideEffect)
+                    inSideEffect();
+                return inAskForBreak;
             });
     }
     ~AssertCounter() { tenacore::debug::SetAssertHandler(previous); }
@@ -51,6 +67,7 @@ struct AssertCounter
 
     int count = 0;
     std::string last;
+    std::vector<AssertCall> calls;
     tenacore::debug::AssertHandler previous;
 };
 

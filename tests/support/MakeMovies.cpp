@@ -47,7 +47,8 @@ Atom RichMoov()
     timecode.timeToSample = {{1, 1000}};
 
     Atom edited("trak");
-    edited.Children({Tkhd(video), Atom("edts").Child(Elst({{1000, 0, 0x10000}})), Free(4), Mdia(video)});
+    edited.Children(
+        {Tkhd(video), Atom("edts").Child(Elst({{.duration = 1000, .mediaTime = 0}})), Free(4), Mdia(video)});
     Atom moov("moov");
     moov.Children(
         {Mvhd(600, 1000, 100), Free(12), edited, Trak(sound), Trak(timecode), UserData(), UuidAtom()});

@@ -67,21 +67,6 @@ testing::AssertionResult ContainersTile(const Bytes& inBuffer)
     return tile(8, inBuffer.size());
 }
 
-Atom Vmhd()
-{
-    return Atom("vmhd").FullHeader(0, 1).U16(0x40).Zeros(6);
-}
-
-Atom MinfWithStbl(const Atom& inStbl)
-{
-    return Atom("minf").Children({Vmhd(), Dinf(), inStbl});
-}
-
-Atom MdiaWithMinf(const Atom& inMinf)
-{
-    return Atom("mdia").Children({Mdhd(600, 1000), Hdlr(QT::kVideoMediaType), inMinf});
-}
-
 // Four bytes that no atom of these movies starts with, so that a read of them as a header shows.
 Bytes Tail(size_t inLength)
 {
@@ -172,7 +157,7 @@ TEST(Compaction, FreeAtMovieLevelChangesOnlyTheMovieSize)
 TEST(Compaction, FreeInsideAtomsThatAreNotPassedThroughStays)
 {
     const TrackSpec spec;
-    const Atom edts = Atom("edts").Children({Elst({{1000, 0, 0x10000}}), Free(4)});
+    const Atom edts = Atom("edts").Children({Elst({{.duration = 1000, .mediaTime = 0}}), Free(4)});
     const Atom trak = Atom("trak").Children({Tkhd(spec), edts, Mdia(spec)});
     const Atom udta = Atom("udta").Children({Free(0), Atom("abcd").U32(7)});
     const Atom moov = Atom("moov").Children({Mvhd(600, 1000), trak, udta});

@@ -31,27 +31,6 @@ using namespace qttest;
 namespace
 {
 
-Bytes Deflate(const Bytes& inBytes)
-{
-    uLongf length = compressBound(uLong(inBytes.size()));
-    Bytes out(length);
-    EXPECT_EQ(compress(out.data(), &length, inBytes.data(), uLong(inBytes.size())), Z_OK);
-    out.resize(length);
-    return out;
-}
-
-// cmov holding inMoov compressed, with inStatedSize as the expanded size that cmvd states.
-Atom Cmov(const Bytes& inMoov, uint32_t inStatedSize, uint32_t inMethod = QT::kZlibCompression)
-{
-    return Atom("cmov").Children(
-        {Atom("dcom").U32(inMethod), Atom("cmvd").U32(inStatedSize).Raw(Deflate(inMoov))});
-}
-
-Atom Cmov(const Bytes& inMoov)
-{
-    return Cmov(inMoov, uint32_t(inMoov.size()));
-}
-
 Bytes InnerMoov()
 {
     return Atom("moov").Children({Mvhd(1000, 5000, 42), Trak(TrackSpec{})}).Build();

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "AtomBuilder.h"
+#include "Capture.h"
 #include "QTFourCC.h"
 #include "QTMovie.h"
 #include "QTSifter.h"
@@ -19,40 +20,6 @@ using tenacore::classref::InterfaceRef;
 
 namespace
 {
-
-struct AssertCall
-{
-    std::string sourcePath;
-    int line = 0;
-    std::string function;
-    std::string condition;
-    std::string message;
-};
-
-// Installs an assertion handler that records each call, and restores the previous one.
-class RecordingAssertHandler
-{
-public:
-    explicit RecordingAssertHandler(bool inAskForBreak = false,
-                                    std::function<void()> inSideEffect = std::function<void()>())
-    {
-        mPrevious = tenacore::debug::SetAssertHandler(
-            [this, inAskForBreak, inSideEffect](const char* inSourcePath, int inLine, const char* inFunction,
-                                                const char* inCondition, const std::string& inMessage)
-            {
-                calls.push_back({inSourcePath, inLine, inFunction, inCondition, inMessage});
-                if (inSideEffect)
-                    inSideEffect();
-                return inAskForBreak;
-            });
-    }
-    ~RecordingAssertHandler() { tenacore::debug::SetAssertHandler(mPrevious); }
-
-    std::vector<AssertCall> calls;
-
-private:
-    tenacore::debug::AssertHandler mPrevious;
-};
 
 constexpr const char* kContractText =
     "$$$/tenacore/utility/Error/Contract/InputContractViolation=An input contract violation has occurred!";
@@ -156,7 +123,7 @@ TEST(ContractAssertion, UserDataWithABadIndexReportsItsSiteAndThrows)
     const Opened opened = OpenBytes(SimpleMovie());
     ASSERT_EQ(opened.result, 0u);
     ASSERT_EQ(opened.movie->GetUserDataCount(), 0u);
-    RecordingAssertHandler handler;
+    AssertCounter handler;
     MK::BinaryData data;
     uint32_t type = 0;
     try
@@ -180,7 +147,7 @@ TEST(ContractAssertion, TrackItemWithABadIndexReportsItsSiteAndThrows)
 {
     const Probe probe = ProbeMakeMovie(SimpleMovie());
     ASSERT_EQ(probe.result, 0u);
-    RecordingAssertHandler handler;
+    AssertCounter handler;
     try
     {
         (void)probe.MooV().GetTrackItem(1);
@@ -202,7 +169,7 @@ TEST(ContractAssertion, IndexAboveThirtyTwoBitsIsRefused)
 {
     const Probe probe = ProbeMakeMovie(SimpleMovie());
     ASSERT_EQ(probe.result, 0u);
-    RecordingAssertHandler handler;
+    AssertCounter handler;
     EXPECT_THROW((void)probe.MooV().GetTrackItem(0x100000000ull), tenacore::config::Error);
     EXPECT_EQ(handler.calls.size(), 1u);
 }
@@ -213,7 +180,7 @@ TEST(ContractAssertion, HandlerAskingForABreakWithoutADebuggerStillThrows)
         GTEST_SKIP() << "a debugger would take the break";
     const Opened opened = OpenBytes(SimpleMovie());
     ASSERT_EQ(opened.result, 0u);
-    RecordingAssertHandler handler(true);
+    AssertCounter handler(true);
     MK::BinaryData data;
     uint32_t type = 0;
     EXPECT_THROW(opened.movie->GetUserData(3, data, type), tenacore::config::Error);
@@ -227,10 +194,7 @@ TEST(ContractAssertion, ConditionIsEvaluatedAfreshAfterTheReport)
     ASSERT_EQ(probe.result, 0u);
     QTMooVAtom& moov = *probe.sifter->mooVAtom;
     static const uint8_t kPayload[] = {'o', 'k'};
-    RecordingAssertHandler handler(false,
-                                   [&moov] {
-                                       moov.userData.push_back({QT::FourCC("mend"), kPayload, 2});
-                                   });
+    AssertCounter handler(false, [&moov] { moov.userData.push_back({QT::FourCC("mend"), kPayload, 2}); });
     MK::BinaryData data;
     uint32_t type = 0;
     EXPECT_NO_THROW(moov.GetUserData(0, data, type));
@@ -243,7 +207,7 @@ TEST(ContractAssertion, GoodIndexDoesNotReport)
 {
     const Probe probe = ProbeMakeMovie(SimpleMovie());
     ASSERT_EQ(probe.result, 0u);
-    RecordingAssertHandler handler;
+    AssertCounter handler;
     EXPECT_NO_THROW((void)probe.MooV().GetTrackItem(0));
     EXPECT_TRUE(handler.calls.empty());
 }

@@ -18,11 +18,6 @@ namespace
 
 constexpr uint32_t kLargestMovieAtom = 0x8000000;
 
-Atom SmallMoov()
-{
-    return Atom("moov").Children({Mvhd(600, 1000), Trak(TrackSpec{})});
-}
-
 // A sifter that has run one of the two loads and nothing else.
 struct Loaded
 {
@@ -84,7 +79,7 @@ struct SparseFile
 
 TEST(LoadMovieAtom, SetsTheOffsetAndSizeOfTheMovieAtom)
 {
-    const Bytes moov = SmallMoov().Build();
+    const Bytes moov = SimpleMoov().Build();
     const Bytes bytes = Concat({Ftyp().Build(), moov, Mdat().Build()});
     for (const Loaded& loaded : {LoadFromFile(bytes), LoadFromProvider(bytes)})
     {
@@ -117,7 +112,7 @@ TEST(LoadMovieAtom, MovieAtomOfNineBytesLoadsAndThenFailsTheWalk)
 TEST(LoadMovieAtom, MovieAtomOfTheLargestLoadableSizeLoads)
 {
     // The movie atom is padded with zeros to 128 MiB; a zero size word ends the compaction.
-    const Bytes prefix = Concat({Ftyp().Build(), SmallMoov().SizeWord(kLargestMovieAtom).Build()});
+    const Bytes prefix = Concat({Ftyp().Build(), SimpleMoov().SizeWord(kLargestMovieAtom).Build()});
     SparseFile sparse(prefix, Ftyp().Size() + kLargestMovieAtom);
 
     const Opened opened = OpenPath(sparse.file.WidePath());
@@ -128,7 +123,7 @@ TEST(LoadMovieAtom, MovieAtomOfTheLargestLoadableSizeLoads)
 
 TEST(LoadMovieAtom, MovieAtomOneByteAboveTheLargestSizeGivesReadFailed)
 {
-    const Bytes prefix = Concat({Ftyp().Build(), SmallMoov().SizeWord(kLargestMovieAtom + 1).Build()});
+    const Bytes prefix = Concat({Ftyp().Build(), SimpleMoov().SizeWord(kLargestMovieAtom + 1).Build()});
     SparseFile sparse(prefix, Ftyp().Size() + kLargestMovieAtom + 1);
     EXPECT_EQ(LoadFromFile(sparse.file.Path()).status, QT::kQTStatusReadFailed);
     EXPECT_EQ(OpenPath(sparse.file.WidePath()).result, QT::kQTErrNotAMovie);
@@ -157,7 +152,7 @@ TEST(LoadMovieAtom, ExtendedSizeMovieAtomLoadsWithNothingRemovedAndIsRefusedByTh
 
 TEST(LoadMovieAtom, MovieAtomWithSizeWordZeroAtTheEndLoadsToTheEndOfTheFile)
 {
-    const Atom moov = SmallMoov().SizeWord(0);
+    const Atom moov = SimpleMoov().SizeWord(0);
     const Bytes bytes = Build({Ftyp(), Mdat(), moov});
     const Opened opened = OpenBytes(bytes);
     ASSERT_EQ(opened.result, 0u);
@@ -173,7 +168,7 @@ TEST(LoadMovieAtom, MovieAtomWithSizeWordZeroAtTheEndLoadsToTheEndOfTheFile)
 
 TEST(LoadMovieAtom, MovieAtomRunningPastTheEndOfTheFileGivesReadFailed)
 {
-    const Bytes whole = Build({Ftyp(), SmallMoov()});
+    const Bytes whole = Build({Ftyp(), SimpleMoov()});
     const Bytes cut(whole.begin(), whole.end() - 12);
     EXPECT_EQ(LoadFromFile(cut).status, QT::kQTStatusReadFailed);
     EXPECT_EQ(LoadFromProvider(cut).status, QT::kQTStatusReadFailed);
@@ -191,7 +186,7 @@ TEST(TopLevelScan, SizeWordBetweenTwoAndSevenEndsTheScan)
 {
     for (uint32_t sizeWord : {2u, 7u})
     {
-        const Bytes bytes = Build({Ftyp(), Atom("junk").Zeros(8).SizeWord(sizeWord), SmallMoov()});
+        const Bytes bytes = Build({Ftyp(), Atom("junk").Zeros(8).SizeWord(sizeWord), SimpleMoov()});
         EXPECT_EQ(LoadFromFile(bytes).status, QT::kQTStatusReadFailed) << sizeWord;
         EXPECT_EQ(LoadFromProvider(bytes).status, QT::kQTStatusReadFailed) << sizeWord;
     }
@@ -200,7 +195,7 @@ TEST(TopLevelScan, SizeWordBetweenTwoAndSevenEndsTheScan)
 TEST(TopLevelScan, ExtendedSizeOfAnAtomBeforeTheMovieIsFollowed)
 {
     const Atom wide = Atom("wide").Zeros(20).Extended();
-    const Bytes bytes = Build({Ftyp(), wide, SmallMoov(), Mdat()});
+    const Bytes bytes = Build({Ftyp(), wide, SimpleMoov(), Mdat()});
     const Opened opened = OpenBytes(bytes);
     ASSERT_EQ(opened.result, 0u);
     EXPECT_EQ(opened.movie->GetMovieAtomOffset(), Ftyp().Size() + wide.Size());
@@ -213,7 +208,7 @@ TEST(TopLevelScan, ExtendedSizeOfAnAtomBeforeTheMovieIsFollowed)
 
 TEST(TopLevelScan, ExtendedSizeOfSixteenIsSteppedOver)
 {
-    const Bytes bytes = Build({Ftyp(), Atom("skip").Extended(16), SmallMoov()});
+    const Bytes bytes = Build({Ftyp(), Atom("skip").Extended(16), SimpleMoov()});
     EXPECT_EQ(OpenBytes(bytes).result, 0u);
     MemoryProvider provider(bytes);
     EXPECT_EQ(LocateThroughProvider(provider, QT::kMoovAtom).result, 0u);
@@ -224,7 +219,7 @@ TEST(TopLevelScan, ExtendedSizeBelowSixteenEndsTheScanOnTheFileRoute)
 {
     for (uint64_t extended : {0ull, 1ull, 8ull, 15ull})
     {
-        const Bytes bytes = Build({Ftyp(), Atom("skip").Zeros(8).Extended(extended), SmallMoov()});
+        const Bytes bytes = Build({Ftyp(), Atom("skip").Zeros(8).Extended(extended), SimpleMoov()});
         EXPECT_EQ(LoadFromFile(bytes).status, QT::kQTStatusReadFailed) << extended;
         EXPECT_EQ(OpenBytes(bytes).result, QT::kQTErrNotAMovie) << extended;
     }
@@ -234,7 +229,7 @@ TEST(TopLevelScan, ExtendedSizeBelowSixteenEndsTheScanOnTheProviderRoute)
 {
     for (uint64_t extended : {0ull, 1ull, 8ull, 15ull})
     {
-        const Bytes bytes = Build({Ftyp(), Atom("skip").Zeros(8).Extended(extended), SmallMoov()});
+        const Bytes bytes = Build({Ftyp(), Atom("skip").Zeros(8).Extended(extended), SimpleMoov()});
         EXPECT_EQ(LoadFromProvider(bytes).status, QT::kQTStatusReadFailed) << extended;
         MemoryProvider provider(bytes);
         EXPECT_EQ(LocateThroughProvider(provider, QT::kMoovAtom).result, QT::kQTErrNotAMovie) << extended;
@@ -243,7 +238,7 @@ TEST(TopLevelScan, ExtendedSizeBelowSixteenEndsTheScanOnTheProviderRoute)
 
 TEST(TopLevelScan, NegativeExtendedSizeEndsTheScan)
 {
-    const Bytes bytes = Build({Ftyp(), Atom("skip").Zeros(8).Extended(0x8000000000000010ull), SmallMoov()});
+    const Bytes bytes = Build({Ftyp(), Atom("skip").Zeros(8).Extended(0x8000000000000010ull), SimpleMoov()});
     EXPECT_EQ(LoadFromFile(bytes).status, QT::kQTStatusReadFailed);
     EXPECT_EQ(LoadFromProvider(bytes).status, QT::kQTStatusReadFailed);
 }
@@ -254,7 +249,7 @@ namespace
 // moov first, then inFillers atoms of 16 bytes, then the atom to locate.
 Bytes MovieWithTargetBehind(int inFillers)
 {
-    Bytes bytes = SmallMoov().Build();
+    Bytes bytes = SimpleMoov().Build();
     for (int i = 0; i < inFillers; ++i)
         bytes = Concat({bytes, Atom("fill").Zeros(8).Build()});
     return Concat({bytes, Atom("tgt ").Zeros(24).Build()});
@@ -267,7 +262,7 @@ constexpr uint32_t kTarget = QT::FourCC("tgt ");
 TEST(LocateAtom, AtomThatIsTheFiftyFirstIsFound)
 {
     const Bytes bytes = MovieWithTargetBehind(49);
-    const uint64_t expectedOffset = SmallMoov().Size() + 49 * 16;
+    const uint64_t expectedOffset = SimpleMoov().Size() + 49 * 16;
 
     const Located viaFile = LocateInBytes(bytes, kTarget);
     ASSERT_EQ(viaFile.result, 0u);
@@ -301,18 +296,18 @@ TEST(LocateAtom, AtomThatIsTheFiftySecondIsNotFound)
 
 TEST(LocateAtom, AtomOfEightBytesIsNotFound)
 {
-    const Bytes bytes = Build({SmallMoov(), Atom("tgt "), Mdat()});
+    const Bytes bytes = Build({SimpleMoov(), Atom("tgt "), Mdat()});
     const Located located = LocateInBytes(bytes, kTarget);
     EXPECT_EQ(located.result, 0u);
     EXPECT_FALSE(located.found);
 
-    const Bytes nine = Build({SmallMoov(), Atom("tgt ").U8(0), Mdat()});
+    const Bytes nine = Build({SimpleMoov(), Atom("tgt ").U8(0), Mdat()});
     EXPECT_TRUE(LocateInBytes(nine, kTarget).found);
 }
 
 TEST(LocateAtom, ScanStopsBehindAnAtomOfEightBytes)
 {
-    const Bytes bytes = Build({SmallMoov(), Atom("stop"), Atom("tgt ").Zeros(8)});
+    const Bytes bytes = Build({SimpleMoov(), Atom("stop"), Atom("tgt ").Zeros(8)});
     EXPECT_FALSE(LocateInBytes(bytes, kTarget).found);
     MemoryProvider provider(bytes);
     EXPECT_FALSE(LocateThroughProvider(provider, kTarget).found);
@@ -320,7 +315,7 @@ TEST(LocateAtom, ScanStopsBehindAnAtomOfEightBytes)
 
 TEST(LocateAtom, AtomBeforeTheMovieIsFoundWithItsOffsetAndSize)
 {
-    const Bytes bytes = Build({Ftyp(), Mdat(40), SmallMoov()});
+    const Bytes bytes = Build({Ftyp(), Mdat(40), SimpleMoov()});
     const Located located = LocateInBytes(bytes, QT::FourCC("mdat"));
     ASSERT_EQ(located.result, 0u);
     EXPECT_TRUE(located.found);

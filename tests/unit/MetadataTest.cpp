@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "AtomBuilder.h"
 #include "Capture.h"
+#include "MetadataAtoms.h"
 #include "TestFiles.h"
 #include "tenacore/trace.h"
 
@@ -12,46 +14,6 @@ using namespace qttest;
 
 namespace
 {
-
-Bytes Text(const std::string& inText)
-{
-    return Bytes(inText.begin(), inText.end());
-}
-
-// An ilst item whose value is its first child, a "data" atom of inCode.
-Atom Item(uint32_t inTypeOrKeyIndex, int32_t inCode, const Bytes& inPayload)
-{
-    return Atom(inTypeOrKeyIndex).Child(Atom("data").I32(inCode).U32(0).Raw(inPayload));
-}
-
-Atom Keys(const std::vector<std::string>& inKeys)
-{
-    Atom keys("keys");
-    keys.FullHeader().U32(uint32_t(inKeys.size()));
-    for (const std::string& key : inKeys)
-        keys.U32(uint32_t(8 + key.size())).Type("mdta").Text(key);
-    return keys;
-}
-
-Atom Ilst(const std::vector<Atom>& inItems)
-{
-    Atom ilst("ilst");
-    for (const Atom& item : inItems)
-        ilst.Child(item);
-    return ilst;
-}
-
-// The keyed meta under moov: hdlr, keys, ilst.
-Atom KeyedMeta(const Atom& inKeys, const std::vector<Atom>& inItems)
-{
-    return Atom("meta").Children({Hdlr(Code("mdta")), inKeys, Ilst(inItems)});
-}
-
-// A udta whose meta holds one ilst of name-tagged items.
-Atom TaggedUdta(const std::vector<Atom>& inItems)
-{
-    return Atom("udta").Child(Atom("meta").FullHeader().Child(Hdlr(Code("mdir"))).Child(Ilst(inItems)));
-}
 
 // A one-track movie with extra moov children behind the track, and extra trak children.
 Bytes MovieWithMetadata(const std::vector<Atom>& inMoovExtras, const std::vector<Atom>& inTrakExtras = {})
@@ -81,11 +43,12 @@ TEST(Metadata, KeyedItemsOfEveryTypeCodeAreDecoded)
 {
     const Opened opened = OpenBytes(MovieWithMetadata(
         {KeyedMeta(Keys({"bin", "utf8", "wide", "s1", "s2", "s4", "u1", "u2", "u4", "f32", "f64"}),
-                   {Item(1, 0, {1, 2, 3}), Item(2, 1, Text("caf\xC3\xA9")), Item(3, 2, {0, 'A', 0, 'B'}),
-                    Item(4, 0x15, {0xFF}), Item(5, 0x15, {0xFF, 0xFE}), Item(6, 0x15, {0x80, 0, 0, 1}),
-                    Item(7, 0x16, {0xFF}), Item(8, 0x16, {0xFF, 0xFE}), Item(9, 0x16, {0x80, 0, 0, 1}),
-                    Item(10, 0x17, {0x3F, 0xC0, 0, 0}),
-                    Item(11, 0x18, {0x40, 0x09, 0x21, 0xFB, 0x54, 0x44, 0x2D, 0x18})})}));
+                   {MetadataItem(1, 0, {1, 2, 3}), MetadataItem(2, 1, TextBytes("caf\xC3\xA9")),
+                    MetadataItem(3, 2, {0, 'A', 0, 'B'}), MetadataItem(4, 0x15, {0xFF}),
+                    MetadataItem(5, 0x15, {0xFF, 0xFE}), MetadataItem(6, 0x15, {0x80, 0, 0, 1}),
+                    MetadataItem(7, 0x16, {0xFF}), MetadataItem(8, 0x16, {0xFF, 0xFE}),
+                    MetadataItem(9, 0x16, {0x80, 0, 0, 1}), MetadataItem(10, 0x17, {0x3F, 0xC0, 0, 0}),
+                    MetadataItem(11, 0x18, {0x40, 0x09, 0x21, 0xFB, 0x54, 0x44, 0x2D, 0x18})})}));
     ASSERT_EQ(opened.result, 0u);
     const QT::MetadataMap items = ItemsOf(opened);
     ASSERT_EQ(items.size(), 11u);
@@ -106,7 +69,8 @@ TEST(Metadata, KeyedItemsOfEveryTypeCodeAreDecoded)
 
 TEST(Metadata, KeyedOffsetsPointAtTheValueBytesInTheLoadedAtom)
 {
-    const Opened opened = OpenBytes(MovieWithMetadata({KeyedMeta(Keys({"k"}), {Item(1, 1, Text("value"))})}));
+    const Opened opened =
+        OpenBytes(MovieWithMetadata({KeyedMeta(Keys({"k"}), {MetadataItem(1, 1, TextBytes("value"))})}));
     uint32_t offset = 0;
     ASSERT_TRUE(opened.movie->GetMetadataValueOffset("k", offset));
     MK::BinaryData whole;
@@ -121,26 +85,48 @@ TEST(Metadata, KeyedOffsetsPointAtTheValueBytesInTheLoadedAtom)
 TEST(Metadata, KeyedFormWithoutHandlerYieldsNothingSilently)
 {
     TraceCapture trace("QTSifter");
-    const Opened opened = OpenBytes(
-        MovieWithMetadata({Atom("meta").Children({Keys({"k"}), Ilst({Item(1, 1, Text("value"))})})}));
+    const Opened opened = OpenBytes(MovieWithMetadata(
+        {Atom("meta").Children({Keys({"k"}), Ilst({MetadataItem(1, 1, TextBytes("value"))})})}));
     ASSERT_EQ(opened.result, 0u);
     EXPECT_TRUE(ItemsOf(opened).empty());
     EXPECT_TRUE(trace.lines.empty());
 }
 
+// The ilst lies right behind keys and hdlr comes after it: a walk that stepped over keys would
+// reach hdlr and take the item. From the count word (1) the walk crawls off and never gets there.
 TEST(Metadata, KeysBeforeHandlerSendsTheWalkIntoTheCountWord)
 {
-    const Opened opened = OpenBytes(MovieWithMetadata(
-        {Atom("meta").Children({Keys({"k"}), Hdlr(Code("mdta")), Ilst({Item(1, 1, Text("value"))})})}));
+    const Opened opened = OpenBytes(MovieWithMetadata({Atom("meta").Children(
+        {Keys({"k"}), Ilst({MetadataItem(1, 1, TextBytes("value"))}), Hdlr(Code("mdta"))})}));
     ASSERT_EQ(opened.result, 0u);
     EXPECT_TRUE(ItemsOf(opened).empty());
+}
+
+// The count word (13) read as a size lands on an hdlr that lies inside keys, behind the one key:
+// only a walk that goes on at the count word finds it. The hdlr's bytes are then read as a second
+// key, and the ilst's size word as a third that runs past keys.
+TEST(Metadata, HandlerInsideKeysIsFoundFromTheCountWord)
+{
+    TraceCapture trace("QTSifter");
+    const Atom hdlr = Hdlr(Code("mdta"));
+    Atom keys("keys");
+    keys.FullHeader().U32(13).U32(9).Type("mdta").Text("k").Child(hdlr);
+    const Atom ilst = Ilst({MetadataItem(1, 1, TextBytes("value"))});
+    const Opened opened = OpenBytes(MovieWithMetadata({Atom("meta").Children({keys, ilst})}));
+    ASSERT_EQ(opened.result, 0u);
+    const QT::MetadataMap items = ItemsOf(opened);
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(std::get<std::string>(items.at("k").value), "value");
+    EXPECT_EQ(trace.lines, (std::vector<std::string>{"5 QTSifter Malformed metadata key found: 2.  Size: " +
+                                                     std::to_string(ilst.Size()) + "\r\n"}));
 }
 
 TEST(Metadata, AnAtomBetweenKeysAndIlstMeansNoKeyedItems)
 {
     TraceCapture trace("QTSifter");
-    const Opened opened = OpenBytes(MovieWithMetadata({Atom("meta").Children(
-        {Hdlr(Code("mdta")), Keys({"k"}), Atom("skip").U32(0), Ilst({Item(1, 1, Text("value"))})})}));
+    const Opened opened = OpenBytes(
+        MovieWithMetadata({Atom("meta").Children({Hdlr(Code("mdta")), Keys({"k"}), Atom("skip").U32(0),
+                                                  Ilst({MetadataItem(1, 1, TextBytes("value"))})})}));
     ASSERT_EQ(opened.result, 0u);
     EXPECT_TRUE(ItemsOf(opened).empty());
     EXPECT_TRUE(trace.lines.empty());
@@ -154,9 +140,9 @@ TEST(Metadata, KeyTableBrokenAtEntryThreeKeepsThreeKeys)
     for (const std::string key : {"a", "b", "c"})
         keys.U32(9).Type("mdta").Text(key);
     keys.U32(0x7FFF).Type("mdta").Text("d"); // runs past the atom
-    const Opened opened =
-        OpenBytes(MovieWithMetadata({KeyedMeta(keys, {Item(1, 1, Text("1")), Item(4, 1, Text("4")),
-                                                      Item(3, 1, Text("3")), Item(2, 1, Text("2"))})}));
+    const Opened opened = OpenBytes(MovieWithMetadata(
+        {KeyedMeta(keys, {MetadataItem(1, 1, TextBytes("1")), MetadataItem(4, 1, TextBytes("4")),
+                          MetadataItem(3, 1, TextBytes("3")), MetadataItem(2, 1, TextBytes("2"))})}));
     ASSERT_EQ(opened.result, 0u);
     const QT::MetadataMap items = ItemsOf(opened);
     // Three keys bound the walk to three items: "1", the stepped-over "4", and "3".
@@ -169,15 +155,17 @@ TEST(Metadata, KeyTableBrokenAtEntryThreeKeepsThreeKeys)
 
 TEST(Metadata, SurplusItemsBeyondTheKeyCountAreNeverRead)
 {
-    const Opened opened = OpenBytes(MovieWithMetadata({KeyedMeta(
-        Keys({"a", "b"}), {Item(1, 1, Text("1")), Item(2, 1, Text("2")), Item(1, 0x99, Text("x"))})}));
+    const Opened opened = OpenBytes(MovieWithMetadata(
+        {KeyedMeta(Keys({"a", "b"}), {MetadataItem(1, 1, TextBytes("1")), MetadataItem(2, 1, TextBytes("2")),
+                                      MetadataItem(1, 0x99, TextBytes("x"))})}));
     EXPECT_EQ(ItemsOf(opened).size(), 2u);
 }
 
 TEST(Metadata, FirstValueStaysForRepeatedKeysInBothMaps)
 {
-    const Opened opened = OpenBytes(MovieWithMetadata(
-        {KeyedMeta(Keys({"k", "k"}), {Item(1, 1, Text("first")), Item(2, 1, Text("second"))})}));
+    const Opened opened = OpenBytes(
+        MovieWithMetadata({KeyedMeta(Keys({"k", "k"}), {MetadataItem(1, 1, TextBytes("first")),
+                                                        MetadataItem(2, 1, TextBytes("second"))})}));
     const QT::MetadataMap items = ItemsOf(opened);
     ASSERT_EQ(items.size(), 1u);
     EXPECT_EQ(std::get<std::string>(items.at("k").value), "first");
@@ -190,7 +178,7 @@ TEST(Metadata, FirstValueStaysForRepeatedKeysInBothMaps)
 TEST(Metadata, IntegerOfOddLengthHasAnOffsetButNoValue)
 {
     const Opened opened =
-        OpenBytes(MovieWithMetadata({KeyedMeta(Keys({"odd"}), {Item(1, 0x15, {1, 2, 3})})}));
+        OpenBytes(MovieWithMetadata({KeyedMeta(Keys({"odd"}), {MetadataItem(1, 0x15, {1, 2, 3})})}));
     QT::MetadataValue value;
     EXPECT_FALSE(opened.movie->GetMetadataValue("odd", value));
     uint32_t offset = 0;
@@ -199,12 +187,18 @@ TEST(Metadata, IntegerOfOddLengthHasAnOffsetButNoValue)
 
 TEST(Metadata, ShortFloatStillReadsItsFullWidth)
 {
-    // A two-byte float payload followed by two more bytes of the next item's size word (0, 0).
-    const Opened opened = OpenBytes(MovieWithMetadata(
-        {KeyedMeta(Keys({"f", "g"}), {Item(1, 0x17, {0x3F, 0x80}), Item(2, 1, Text("after"))})}));
+    // A two-byte float payload followed by two bytes behind the item, inside the ilst. One key
+    // means one item is read, so the trailing bytes are never taken for an item.
+    Atom ilst = Ilst({MetadataItem(1, 0x17, {0x3F, 0x80})});
+    ilst.Raw({0x12, 0x34});
+    const Opened opened =
+        OpenBytes(MovieWithMetadata({Atom("meta").Children({Hdlr(Code("mdta")), Keys({"f"}), ilst})}));
     QT::MetadataValue value;
     ASSERT_TRUE(opened.movie->GetMetadataValue("f", value));
-    EXPECT_EQ(std::get<float>(value.value), 1.0f);
+    const uint32_t bits = 0x3F801234;
+    float expected;
+    std::memcpy(&expected, &bits, sizeof expected);
+    EXPECT_EQ(std::get<float>(value.value), expected);
 }
 
 TEST(Metadata, ShortFloatAtTheEndOfTheBufferReadsNothingOutside)
@@ -212,8 +206,8 @@ TEST(Metadata, ShortFloatAtTheEndOfTheBufferReadsNothingOutside)
     // The float is the last payload of moov, and moov the last atom of the file.
     Atom trak = Trak(TrackSpec{});
     Atom moov("moov");
-    moov.Children(
-        {Mvhd(600, 1000), trak, KeyedMeta(Keys({"f", "d"}), {Item(1, 0x18, {0x3F}), Item(2, 0x17, {1})})});
+    moov.Children({Mvhd(600, 1000), trak,
+                   KeyedMeta(Keys({"f", "d"}), {MetadataItem(1, 0x18, {0x3F}), MetadataItem(2, 0x17, {1})})});
     const Opened opened = OpenBytes(Build({Ftyp(), moov}));
     ASSERT_EQ(opened.result, 0u);
     QT::MetadataValue value;
@@ -225,8 +219,8 @@ TEST(Metadata, ShortFloatAtTheEndOfTheBufferReadsNothingOutside)
 
 TEST(Metadata, WideTextTakesOneUnitPerByte)
 {
-    const Opened opened =
-        OpenBytes(MovieWithMetadata({KeyedMeta(Keys({"w"}), {Item(1, 2, {0xFE, 0xFF, 0x00, 0x48})})}));
+    const Opened opened = OpenBytes(
+        MovieWithMetadata({KeyedMeta(Keys({"w"}), {MetadataItem(1, 2, {0xFE, 0xFF, 0x00, 0x48})})}));
     QT::MetadataValue value;
     ASSERT_TRUE(opened.movie->GetMetadataValue("w", value));
     EXPECT_EQ(std::get<std::u16string>(value.value), (std::u16string{0xFE, 0xFF, 0x00, 0x48}));
@@ -234,7 +228,8 @@ TEST(Metadata, WideTextTakesOneUnitPerByte)
 
 TEST(Metadata, OffsetOfAnotherAlternativeRaisesBadVariantAccessNever)
 {
-    const Opened opened = OpenBytes(MovieWithMetadata({KeyedMeta(Keys({"k"}), {Item(1, 1, Text("v"))})}));
+    const Opened opened =
+        OpenBytes(MovieWithMetadata({KeyedMeta(Keys({"k"}), {MetadataItem(1, 1, TextBytes("v"))})}));
     uint32_t offset = 0;
     EXPECT_NO_THROW(opened.movie->GetMetadataValueOffset("k", offset));
     QT::MetadataValue value;
@@ -245,7 +240,7 @@ TEST(Metadata, OffsetOfAnotherAlternativeRaisesBadVariantAccessNever)
 TEST(Metadata, NameTaggedTextIsKeyedByItsLastThreeBytes)
 {
     const Opened opened =
-        OpenBytes(MovieWithMetadata({TaggedUdta({Item(kCopyrightTitle, 1, Text("A title"))})}));
+        OpenBytes(MovieWithMetadata({TaggedUdta({MetadataItem(kCopyrightTitle, 1, TextBytes("A title"))})}));
     ASSERT_EQ(opened.result, 0u);
     QT::MetadataValue value;
     ASSERT_TRUE(opened.movie->GetMetadataValue("nam", value));
@@ -258,18 +253,20 @@ TEST(Metadata, NameTaggedTextIsKeyedByItsLastThreeBytes)
 TEST(Metadata, NameTaggedNonTextStoresAndReportsNothing)
 {
     TraceCapture trace("QTSifter");
-    const Opened opened = OpenBytes(
-        MovieWithMetadata({TaggedUdta({Item(Code("tmpo"), 0x15, {0, 120}), Item(Code("cpil"), 0, {1})})}));
+    const Opened opened = OpenBytes(MovieWithMetadata(
+        {TaggedUdta({MetadataItem(Code("tmpo"), 0x15, {0, 120}), MetadataItem(Code("cpil"), 0, {1})})}));
     EXPECT_TRUE(ItemsOf(opened).empty());
     EXPECT_TRUE(trace.lines.empty());
 }
 
 TEST(Metadata, TrackUserDataComesFirstThenMovieUserDataThenKeyedItems)
 {
-    const Opened opened = OpenBytes(MovieWithMetadata(
-        {TaggedUdta({Item(Code("xnam"), 1, Text("movie")), Item(Code("xart"), 1, Text("movie artist"))}),
-         KeyedMeta(Keys({"nam", "day"}), {Item(1, 1, Text("keyed")), Item(2, 1, Text("2026"))})},
-        {TaggedUdta({Item(kCopyrightTitle, 1, Text("track"))})}));
+    const Opened opened = OpenBytes(
+        MovieWithMetadata({TaggedUdta({MetadataItem(Code("xnam"), 1, TextBytes("movie")),
+                                       MetadataItem(Code("xart"), 1, TextBytes("movie artist"))}),
+                           KeyedMeta(Keys({"nam", "day"}), {MetadataItem(1, 1, TextBytes("keyed")),
+                                                            MetadataItem(2, 1, TextBytes("2026"))})},
+                          {TaggedUdta({MetadataItem(kCopyrightTitle, 1, TextBytes("track"))})}));
     const QT::MetadataMap items = ItemsOf(opened);
     EXPECT_EQ(std::get<std::string>(items.at("nam").value), "track");
     EXPECT_EQ(std::get<std::string>(items.at("art").value), "movie artist");
@@ -279,7 +276,7 @@ TEST(Metadata, TrackUserDataComesFirstThenMovieUserDataThenKeyedItems)
 TEST(Metadata, MovieUserDataBehindTheLastTrackIsReadTwiceAndReportedTwice)
 {
     TraceCapture trace("QTSifter");
-    Atom broken = Item(kCopyrightTitle, 1, Text("over"));
+    Atom broken = MetadataItem(kCopyrightTitle, 1, TextBytes("over"));
     Atom ilst("ilst");
     const Bytes item = broken.Build();
     Bytes overrun = item;
@@ -297,11 +294,11 @@ TEST(Metadata, MovieUserDataBehindTheLastTrackIsReadTwiceAndReportedTwice)
 TEST(Metadata, KeyedItemRunningPastItsIlstIsReportedByOrdinal)
 {
     TraceCapture trace("QTSifter");
-    Atom item = Item(2, 1, Text("long"));
+    Atom item = MetadataItem(2, 1, TextBytes("long"));
     Bytes bytes = item.Build();
     bytes[3] += 16;
     Atom ilst("ilst");
-    ilst.Child(Item(1, 1, Text("ok"))).Raw(bytes);
+    ilst.Child(MetadataItem(1, 1, TextBytes("ok"))).Raw(bytes);
     Atom meta("meta");
     meta.Children({Hdlr(Code("mdta")), Keys({"a", "b"}), ilst}).Zeros(16);
     const Opened opened = OpenBytes(MovieWithMetadata({meta}));
@@ -313,7 +310,7 @@ TEST(Metadata, KeyedItemRunningPastItsIlstIsReportedByOrdinal)
 TEST(Metadata, NameTaggedItemOfSizeZeroEndsItsIlst)
 {
     Atom ilst("ilst");
-    ilst.Child(Item(kCopyrightTitle, 1, Text("before")))
+    ilst.Child(MetadataItem(kCopyrightTitle, 1, TextBytes("before")))
         .U32(0)
         .Type("\xA9"
               "art")
@@ -325,12 +322,35 @@ TEST(Metadata, NameTaggedItemOfSizeZeroEndsItsIlst)
     EXPECT_EQ(ItemsOf(opened).size(), 1u);
 }
 
+// An item of size 0 never moves the keyed walk on, but each pass counts against the keys: of three
+// passes the first item takes one and the empty item the other two. The item behind it is never reached.
+TEST(Metadata, KeyedItemOfSizeZeroEndsTheWalkAfterOnePassPerKey)
+{
+    TraceCapture trace("QTSifter");
+    Atom ilst("ilst");
+    ilst.Child(MetadataItem(1, 1, TextBytes("first")))
+        .U32(0)
+        .U32(2)
+        .U32(24)
+        .Type("data")
+        .U32(1)
+        .U32(0)
+        .Child(MetadataItem(3, 1, TextBytes("third")));
+    const Opened opened = OpenBytes(
+        MovieWithMetadata({Atom("meta").Children({Hdlr(Code("mdta")), Keys({"a", "b", "c"}), ilst})}));
+    ASSERT_EQ(opened.result, 0u);
+    const QT::MetadataMap items = ItemsOf(opened);
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(std::get<std::string>(items.at("a").value), "first");
+    EXPECT_TRUE(trace.lines.empty());
+}
+
 TEST(Metadata, MetaDirectlyUnderTrakAndDeepUserDataAreNotLookedAt)
 {
     const Opened opened = OpenBytes(MovieWithMetadata(
         {Atom("udta").Child(Atom("udta").Child(
-            Atom("meta").FullHeader().Child(Ilst({Item(Code("xdep"), 1, Text("deep"))}))))},
-        {Atom("meta").FullHeader().Child(Ilst({Item(Code("xtrk"), 1, Text("trak meta"))}))}));
+            Atom("meta").FullHeader().Child(Ilst({MetadataItem(Code("xdep"), 1, TextBytes("deep"))}))))},
+        {Atom("meta").FullHeader().Child(Ilst({MetadataItem(Code("xtrk"), 1, TextBytes("trak meta"))}))}));
     ASSERT_EQ(opened.result, 0u);
     EXPECT_TRUE(ItemsOf(opened).empty());
 }
@@ -340,7 +360,8 @@ TEST(Metadata, NegativeKeyCountIsAMalformedKeyTable)
     TraceCapture trace("QTSifter");
     Atom keys("keys");
     keys.FullHeader().U32(0x80000001).U32(9).Type("mdta").Text("a");
-    const Opened opened = OpenBytes(MovieWithMetadata({KeyedMeta(keys, {Item(1, 1, Text("1"))})}));
+    const Opened opened =
+        OpenBytes(MovieWithMetadata({KeyedMeta(keys, {MetadataItem(1, 1, TextBytes("1"))})}));
     ASSERT_EQ(opened.result, 0u);
     EXPECT_TRUE(ItemsOf(opened).empty());
     EXPECT_EQ(trace.lines, (std::vector<std::string>{
@@ -352,29 +373,33 @@ TEST(Metadata, HugeKeyCountKeepsTheKeysThatFit)
     TraceCapture trace("QTSifter");
     Atom keys("keys");
     keys.FullHeader().U32(0x7FFFFFFF).U32(9).Type("mdta").Text("a");
-    const Opened opened = OpenBytes(MovieWithMetadata({KeyedMeta(keys, {Item(1, 1, Text("1"))})}));
+    const Opened opened =
+        OpenBytes(MovieWithMetadata({KeyedMeta(keys, {MetadataItem(1, 1, TextBytes("1"))})}));
     ASSERT_EQ(opened.result, 0u);
     EXPECT_EQ(ItemsOf(opened).size(), 1u);
     ASSERT_EQ(trace.lines.size(), 1u);
     EXPECT_EQ(trace.lines[0].rfind("5 QTSifter Malformed metadata key found: 1.  Size: ", 0), 0u);
 }
 
-TEST(Metadata, KeyEntryTooShortForItsHeaderIsMalformed)
+class KeyEntryTooShortForItsHeader : public testing::TestWithParam<uint32_t>
 {
-    for (uint32_t size = 0; size < 8; ++size)
-    {
-        TraceCapture trace("QTSifter");
-        Atom keys("keys");
-        keys.FullHeader().U32(2).U32(9).Type("mdta").Text("a").U32(size).Type("mdta");
-        const Opened opened =
-            OpenBytes(MovieWithMetadata({KeyedMeta(keys, {Item(1, 1, Text("1")), Item(2, 1, Text("2"))})}));
-        ASSERT_EQ(opened.result, 0u);
-        EXPECT_EQ(ItemsOf(opened).size(), 1u) << size;
-        EXPECT_EQ(trace.lines,
-                  (std::vector<std::string>{"5 QTSifter Malformed metadata key found: 1.  Size: " +
-                                            std::to_string(size) + "\r\n"}));
-    }
+};
+
+TEST_P(KeyEntryTooShortForItsHeader, IsMalformed)
+{
+    const uint32_t size = GetParam();
+    TraceCapture trace("QTSifter");
+    Atom keys("keys");
+    keys.FullHeader().U32(2).U32(9).Type("mdta").Text("a").U32(size).Type("mdta");
+    const Opened opened = OpenBytes(MovieWithMetadata(
+        {KeyedMeta(keys, {MetadataItem(1, 1, TextBytes("1")), MetadataItem(2, 1, TextBytes("2"))})}));
+    ASSERT_EQ(opened.result, 0u);
+    EXPECT_EQ(ItemsOf(opened).size(), 1u);
+    EXPECT_EQ(trace.lines, (std::vector<std::string>{"5 QTSifter Malformed metadata key found: 1.  Size: " +
+                                                     std::to_string(size) + "\r\n"}));
 }
+
+INSTANTIATE_TEST_SUITE_P(Metadata, KeyEntryTooShortForItsHeader, testing::Range(0u, 8u));
 
 TEST(Metadata, DisabledTracingBuildsNoMessageAndAsksOnce)
 {

@@ -31,11 +31,6 @@ Opened OpenMovieWith(std::initializer_list<Atom> inExtraChildren)
 constexpr std::array<uint8_t, 16> kUUID = {0x10, 0x21, 0x32, 0x43, 0x54, 0x65, 0x76, 0x87,
                                            0x98, 0xA9, 0xBA, 0xCB, 0xDC, 0xED, 0xFE, 0x0F};
 
-Atom Uuid(const std::array<uint8_t, 16>& inUUID, const Bytes& inPayload)
-{
-    return Atom("uuid").Raw(Bytes(inUUID.begin(), inUUID.end())).Raw(inPayload);
-}
-
 Bytes Contents(const std::shared_ptr<tenacore::allocator::RecycledMemory>& inBuffer)
 {
     return Bytes(inBuffer->GetData(), inBuffer->GetData() + inBuffer->GetSize());

@@ -19,11 +19,6 @@ OpenedTrack TrackWithStsd(const Atom& inStsd)
     return OpenTrack(MovieWith({TrakWith(TrackSpec{}, tables)}));
 }
 
-Atom Entry(const char (&inFormat)[5], size_t inBody = 8)
-{
-    return Atom(inFormat).Zeros(inBody);
-}
-
 } // namespace
 
 static const uint8_t* Description(OpenedTrack& ioTrack, int32_t inIndex)
@@ -34,7 +29,7 @@ static const uint8_t* Description(OpenedTrack& ioTrack, int32_t inIndex)
 TEST(SampleDescription, OneEntryIsFoundSixteenBytesIntoTheAtomAndASecondIsMissing)
 {
     TraceCapture trace("QTTrack");
-    OpenedTrack t = TrackWithStsd(Atom("stsd").FullHeader().U32(1).Child(Entry("avc1")));
+    OpenedTrack t = TrackWithStsd(Atom("stsd").FullHeader().U32(1).Child(SampleEntry("avc1")));
     EXPECT_EQ(Description(t, 0), t.impl->Item().stsd + 16);
     EXPECT_TRUE(trace.lines.empty());
     EXPECT_EQ(Description(t, 1), nullptr);
@@ -44,22 +39,23 @@ TEST(SampleDescription, OneEntryIsFoundSixteenBytesIntoTheAtomAndASecondIsMissin
 
 TEST(SampleDescription, SecondEntryFollowsTheFirst)
 {
-    OpenedTrack t =
-        TrackWithStsd(Atom("stsd").FullHeader().U32(2).Child(Entry("avc1", 12)).Child(Entry("hvc1")));
+    OpenedTrack t = TrackWithStsd(
+        Atom("stsd").FullHeader().U32(2).Child(SampleEntry("avc1", 12)).Child(SampleEntry("hvc1")));
     EXPECT_EQ(Description(t, 1), t.impl->Item().stsd + 16 + 20);
 }
 
 TEST(SampleDescription, EntryAsLargeAsTheWholeAtomIsAccepted)
 {
     // stsd of 16 + 20 bytes whose only entry claims all 36.
-    OpenedTrack t = TrackWithStsd(Atom("stsd").FullHeader().U32(1).Child(Entry("avc1", 12).SizeWord(36)));
+    OpenedTrack t =
+        TrackWithStsd(Atom("stsd").FullHeader().U32(1).Child(SampleEntry("avc1", 12).SizeWord(36)));
     EXPECT_EQ(Description(t, 0), t.impl->Item().stsd + 16);
 }
 
 TEST(SampleDescription, NegativeIndexGivesNullSilently)
 {
     TraceCapture trace("QTTrack");
-    OpenedTrack t = TrackWithStsd(Atom("stsd").FullHeader().U32(1).Child(Entry("avc1")));
+    OpenedTrack t = TrackWithStsd(Atom("stsd").FullHeader().U32(1).Child(SampleEntry("avc1")));
     EXPECT_EQ(Description(t, -1), nullptr);
     EXPECT_TRUE(trace.lines.empty());
 }
@@ -75,8 +71,11 @@ TEST(SampleDescription, NoEntriesIsReported)
 TEST(SampleDescription, OversizedFirstEntryCorruptsEveryIndex)
 {
     TraceCapture trace("QTTrack");
-    OpenedTrack t = TrackWithStsd(
-        Atom("stsd").FullHeader().U32(2).Child(Entry("avc1").SizeWord(1000)).Child(Entry("hvc1")));
+    OpenedTrack t = TrackWithStsd(Atom("stsd")
+                                      .FullHeader()
+                                      .U32(2)
+                                      .Child(SampleEntry("avc1").SizeWord(1000))
+                                      .Child(SampleEntry("hvc1")));
     EXPECT_EQ(Description(t, 0), nullptr);
     EXPECT_EQ(Description(t, 1), nullptr);
     const std::string corrupt = "5 QTTrack stsd table is corrupt. Returning...\r\n";
@@ -88,7 +87,7 @@ TEST(SampleDescription, EntryOfSizeZeroAnswersForEveryLaterIndex)
     OpenedTrack t = TrackWithStsd(Atom("stsd")
                                       .FullHeader()
                                       .U32(0xFFFFFFFF)
-                                      .Child(Entry("avc1"))
+                                      .Child(SampleEntry("avc1"))
                                       .Child(Atom("zero").Zeros(8).SizeWord(0)));
     const uint8_t* zero = t.impl->Item().stsd + 16 + 16;
     EXPECT_EQ(Description(t, 1), zero);
@@ -101,7 +100,7 @@ TEST(SampleDescription, EntryHeaderOutsideTheBufferIsCorrupt)
     // The count promises a second entry, the loose size test lets the walk move past the atom's end,
     // and the stsd is the last atom of the buffer.
     Atom stsd("stsd");
-    stsd.FullHeader().U32(2).Child(Entry("avc1"));
+    stsd.FullHeader().U32(2).Child(SampleEntry("avc1"));
     std::vector<Atom> tables = BasicSampleTables({{1, 1}});
     tables.erase(tables.begin());
     tables.push_back(stsd);
@@ -138,6 +137,7 @@ TEST(SampleDescription, RepeatedFailureWithoutSettingChangesAsksTraceEnabledOnce
 
 TEST(SampleDescription, DescriptionCountComesFromTheAtom)
 {
-    OpenedTrack t = TrackWithStsd(Atom("stsd").FullHeader().U32(2).Child(Entry("avc1")).Child(Entry("hvc1")));
+    OpenedTrack t =
+        TrackWithStsd(Atom("stsd").FullHeader().U32(2).Child(SampleEntry("avc1")).Child(SampleEntry("hvc1")));
     EXPECT_EQ(t.track->GetSampleDescriptionCount(), 2u);
 }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -12,29 +13,6 @@ using QT::VideoTemporalReference;
 
 namespace
 {
-
-Atom Ctts(const std::vector<std::pair<uint32_t, int32_t>>& inEntries)
-{
-    Atom ctts("ctts");
-    ctts.FullHeader().U32(uint32_t(inEntries.size()));
-    for (const auto& [count, offset] : inEntries)
-        ctts.U32(count).I32(offset);
-    return ctts;
-}
-
-Atom Sdtp(const std::vector<uint8_t>& inFlags)
-{
-    return Atom("sdtp").FullHeader().Raw(inFlags);
-}
-
-Atom Stss(const std::vector<uint32_t>& inSamples)
-{
-    Atom stss("stss");
-    stss.FullHeader().U32(uint32_t(inSamples.size()));
-    for (uint32_t sample : inSamples)
-        stss.U32(sample);
-    return stss;
-}
 
 // A video track of inCount samples of 100 ticks with the given extra tables.
 OpenedTrack Track(uint32_t inCount, const std::vector<Atom>& inExtras, uint32_t inHandler = Code("vide"))
@@ -79,21 +57,19 @@ TEST(TemporalReference, FirstIntraFrameAnchorsAtItsOwnDisplayIndex)
 
 TEST(TemporalReference, FlagsOfNoClassStopTheRun)
 {
+    // The bad byte is on the second of four frames: the two frames behind it are never looked at,
+    // so neither a second report nor their flags appear.
     TraceCapture trace("QTSifter");
-    OpenedTrack t = Track(3, {Ctts({{3, 0}}), Sdtp({0x24, 0x24, 0x00})});
+    OpenedTrack t = Track(4, {Ctts({{4, 0}}), Sdtp({0x24, 0x00, 0x00, 0x24})});
     std::vector<VideoTemporalReference> table;
     EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
     EXPECT_EQ(trace.lines,
-              (std::vector<std::string>{"5 QTSifter Found invalid sdtp atom data at frame 3\r\n",
+              (std::vector<std::string>{"5 QTSifter Found invalid sdtp atom data at frame 2\r\n",
                                         "5 QTSifter Invalid Quicktime sample table data detected.\r\n"}));
-}
-
-TEST(TemporalReference, EmptyCompositionTableLeavesTheDisplaySetEmpty)
-{
-    OpenedTrack t = Track(2, {Ctts({}), Sdtp({0x24, 0x24})});
-    std::vector<VideoTemporalReference> table;
-    EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
-    EXPECT_EQ(table.size(), 2u);
+    ASSERT_EQ(table.size(), 4u);
+    EXPECT_EQ(table[0].dependencyFlags, 0x24);
+    EXPECT_EQ(table[3].dependencyFlags, 0);
+    EXPECT_EQ(table[3].decodeOffset, 0);
 }
 
 TEST(TemporalReference, SyncListingDecidesBetweenIntraAndForward)
@@ -109,7 +85,7 @@ TEST(TemporalReference, SyncListingDecidesBetweenIntraAndForward)
 
 TEST(TemporalReference, PartialSyncTableIsAskedWhenStssDoesNotMatch)
 {
-    OpenedTrack t = Track(2, {Ctts({{2, 0}}), Sdtp({0x24, 0x14}), Atom("stps").FullHeader().U32(1).U32(2)});
+    OpenedTrack t = Track(2, {Ctts({{2, 0}}), Sdtp({0x24, 0x14}), Stps({2})});
     std::vector<VideoTemporalReference> table;
     ASSERT_EQ(t.track->MakeVideoTemporalReferenceTable(table), 0u);
     EXPECT_EQ(table[1].backwardReference, 0);
@@ -129,43 +105,9 @@ TEST(TemporalReference, OtherMediaTypesAreInvalid)
 {
     OpenedTrack t = Track(2, {Ctts({{2, 0}}), Sdtp({0x24, 0x24})}, Code("soun"));
     std::vector<VideoTemporalReference> table;
-    auto previous = tenacore::debug::SetAssertHandler([](auto...) { return false; });
+    AssertCounter asserts;
     EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrInvalid);
     EXPECT_FALSE(t.track->VideoTrackContainsDeltaFrames());
-    tenacore::debug::SetAssertHandler(previous);
-}
-
-TEST(TemporalReference, CompositionTableCountingMoreSamplesIsABadTable)
-{
-    OpenedTrack t = Track(2, {Ctts({{5, 0}}), Sdtp({0x24, 0x24, 0x24, 0x24, 0x24})});
-    std::vector<VideoTemporalReference> table;
-    EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
-}
-
-TEST(TemporalReference, DependencyTableShorterThanTheSamplesIsABadTable)
-{
-    OpenedTrack t = Track(4, {Ctts({{4, 0}}), Sdtp({0x24, 0x24})});
-    std::vector<VideoTemporalReference> table(1);
-    EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
-    EXPECT_EQ(table.size(), 1u);
-}
-
-TEST(TemporalReference, FrameDurationOfZeroIsABadTable)
-{
-    std::vector<Atom> tables = BasicSampleTables({{2, 0}});
-    tables.push_back(Ctts({{2, 0}}));
-    tables.push_back(Sdtp({0x24, 0x24}));
-    OpenedTrack t = OpenTrack(MovieWith({TrakWith(TrackSpec{}, tables)}));
-    std::vector<VideoTemporalReference> table;
-    EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
-}
-
-TEST(TemporalReference, DuplicateDisplayIndexLeavesAHoleAndFails)
-{
-    // D0 -> 0, D1 -> 0 again, D2 -> 2: record 1 is never written.
-    OpenedTrack t = Track(3, {Ctts({{1, 0}, {1, -100}, {1, 0}}), Sdtp({0x24, 0x24, 0x24})});
-    std::vector<VideoTemporalReference> table;
-    EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
 }
 
 TEST(TemporalReference, OutOfRangeDisplayIndexCountsButWritesNothing)
@@ -205,3 +147,83 @@ TEST(TemporalReference, IndependentSamplesAreLookedForFourBytesPastTheTable)
     EXPECT_TRUE(Track(2, {Sdtp({0x10, 0x10}), tail}).track->VideoTrackContainsIndependentSamples());
     EXPECT_FALSE(Track(2, {}).track->VideoTrackContainsIndependentSamples());
 }
+
+// A count with its top bit set is negative: no position is below it, so the table never matches,
+// even though its first entry lies inside the atom and names the frame.
+class SyncTableOfNegativeCount : public testing::TestWithParam<uint32_t>
+{
+};
+
+TEST_P(SyncTableOfNegativeCount, NeverMatches)
+{
+    const Atom sync = Atom(GetParam()).FullHeader().U32(0x80000001).U32(2);
+    OpenedTrack t = Track(2, {Ctts({{2, 0}}), Sdtp({0x24, 0x14}), sync});
+    std::vector<VideoTemporalReference> table;
+    ASSERT_EQ(t.track->MakeVideoTemporalReferenceTable(table), 0u);
+    // Frame 1 carries 0x14 and is not matched: forward, back to the anchor 0.
+    EXPECT_EQ(table[1].backwardReference, -1);
+    EXPECT_EQ(table[1].forwardReference, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(TemporalReference, SyncTableOfNegativeCount,
+                         testing::Values(Code("stss"), Code("stps")),
+                         [](const testing::TestParamInfo<uint32_t>& inInfo)
+                         { return inInfo.param == Code("stss") ? "Stss" : "Stps"; });
+
+namespace
+{
+
+// Tables that cannot make a temporal reference table, and the size the caller's table has after.
+struct BadTables
+{
+    const char* name;
+    uint32_t samples;
+    uint32_t frameDuration;
+    std::vector<CttsEntry> ctts;
+    std::vector<uint8_t> sdtp;
+    size_t tableBefore;
+    size_t tableAfter;
+};
+
+void PrintTo(const BadTables& inTables, std::ostream* outStream)
+{
+    *outStream << inTables.name;
+}
+
+} // namespace
+
+class TemporalReferenceBadTables : public testing::TestWithParam<BadTables>
+{
+};
+
+TEST_P(TemporalReferenceBadTables, AreABadTable)
+{
+    const BadTables& p = GetParam();
+    std::vector<Atom> tables = BasicSampleTables({{p.samples, p.frameDuration}});
+    tables.push_back(Ctts(p.ctts));
+    tables.push_back(Sdtp(p.sdtp));
+    OpenedTrack t = OpenTrack(MovieWith({TrakWith(TrackSpec{}, tables)}));
+    std::vector<VideoTemporalReference> table(p.tableBefore);
+    EXPECT_EQ(t.track->MakeVideoTemporalReferenceTable(table), QT::kQTErrBadSampleTable);
+    EXPECT_EQ(table.size(), p.tableAfter);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    TemporalReference, TemporalReferenceBadTables,
+    testing::Values(
+        // No ctts entries: the display set stays empty.
+        BadTables{"EmptyCompositionTableLeavesTheDisplaySetEmpty", 2, 100, {}, {0x24, 0x24}, 0, 2},
+        BadTables{
+            "CompositionTableCountingMoreSamples", 2, 100, {{5, 0}}, {0x24, 0x24, 0x24, 0x24, 0x24}, 0, 2},
+        // Refused before the caller's table is touched.
+        BadTables{"DependencyTableShorterThanTheSamples", 4, 100, {{4, 0}}, {0x24, 0x24}, 1, 1},
+        BadTables{"FrameDurationOfZero", 2, 0, {{2, 0}}, {0x24, 0x24}, 0, 2},
+        // D0 -> 0, D1 -> 0 again, D2 -> 2: record 1 is never written.
+        BadTables{"DuplicateDisplayIndexLeavesAHole",
+                  3,
+                  100,
+                  {{1, 0}, {1, -100}, {1, 0}},
+                  {0x24, 0x24, 0x24},
+                  0,
+                  3}),
+    [](const testing::TestParamInfo<BadTables>& inInfo) { return std::string(inInfo.param.name); });

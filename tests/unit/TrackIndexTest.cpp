@@ -25,21 +25,6 @@ Bytes FileWithTraks(std::initializer_list<Atom> inTraks)
     return FileWithMoov(moov);
 }
 
-// An elst whose count field says inCount, followed by the given entries.
-Atom ElstCounting(uint32_t inCount, std::initializer_list<std::array<uint32_t, 3>> inEntries)
-{
-    Atom elst("elst");
-    elst.FullHeader(0).U32(inCount);
-    for (const auto& entry : inEntries)
-        elst.U32(entry[0]).U32(entry[1]).U32(entry[2]);
-    return elst;
-}
-
-Atom TrakWithEdits(const TrackSpec& inSpec, const Atom& inElst)
-{
-    return Atom("trak").Children({Tkhd(inSpec), Atom("edts").Child(inElst), Mdia(inSpec)});
-}
-
 constexpr uint32_t kEmptyEdit = 0xFFFFFFFF;
 
 // The word at inOffset from a pointer of the index; -4 reads the type in front of a payload.
@@ -128,7 +113,7 @@ TEST(TrackIndex, VersionOneMdhdIsAlsoStoredAsTheLongForm)
 
 TEST(TrackIndex, TwoEditsOfWhichOneIsEmptyLeaveOnePointer)
 {
-    const Atom elst = Elst({{500, kEmptyEdit, 0x10000}, {1000, 0, 0x10000}});
+    const Atom elst = Elst({{.duration = 500, .mediaTime = kEmptyEdit}, {.duration = 1000, .mediaTime = 0}});
     const Probe probe = ProbeMakeMovie(FileWithTraks({TrakWithEdits(TrackSpec{}, elst)}));
     ASSERT_EQ(probe.result, 0u);
     const QT::TrackItem& item = probe.MooV().GetTrackItem(0);
@@ -139,7 +124,7 @@ TEST(TrackIndex, TwoEditsOfWhichOneIsEmptyLeaveOnePointer)
 
 TEST(TrackIndex, SingleEmptyEditIsKept)
 {
-    const Atom elst = Elst({{500, kEmptyEdit, 0x10000}});
+    const Atom elst = Elst({{.duration = 500, .mediaTime = kEmptyEdit}});
     const Probe probe = ProbeMakeMovie(FileWithTraks({TrakWithEdits(TrackSpec{}, elst)}));
     ASSERT_EQ(probe.result, 0u);
     const QT::TrackItem& item = probe.MooV().GetTrackItem(0);
@@ -151,7 +136,7 @@ TEST(TrackIndex, CaptionTrackKeepsItsEmptyEdits)
 {
     TrackSpec spec;
     spec.handler = QT::kCaptionMediaType;
-    const Atom elst = Elst({{500, kEmptyEdit, 0x10000}, {1000, 0, 0x10000}});
+    const Atom elst = Elst({{.duration = 500, .mediaTime = kEmptyEdit}, {.duration = 1000, .mediaTime = 0}});
     const Probe probe = ProbeMakeMovie(FileWithTraks({TrakWithEdits(spec, elst)}));
     ASSERT_EQ(probe.result, 0u);
     EXPECT_EQ(probe.MooV().GetTrackItem(0).editList.size(), 2u);
@@ -160,7 +145,7 @@ TEST(TrackIndex, CaptionTrackKeepsItsEmptyEdits)
 TEST(TrackIndex, EditCountWhoseTimesEightExceedsTheSizeEndsTheWalk)
 {
     // One entry makes 28 bytes; four entries at 8 bytes each make 32.
-    const Atom elst = ElstCounting(4, {{1000, 0, 0x10000}});
+    const Atom elst = ElstCounting(4, {{.duration = 1000, .mediaTime = 0}});
     EXPECT_EQ(ProbeMakeMovie(FileWithTraks({TrakWithEdits(TrackSpec{}, elst)})).result, QT::kQTErrNotAMovie);
 }
 
@@ -168,7 +153,7 @@ TEST(TrackIndex, EditCountIsTestedAtEightBytesAnEntry)
 {
     // Three entries at 8 bytes make 24, within the 28 of the atom; the entries beyond it are read
     // from whatever follows.
-    const Atom elst = ElstCounting(3, {{1000, 0, 0x10000}});
+    const Atom elst = ElstCounting(3, {{.duration = 1000, .mediaTime = 0}});
     const Probe probe = ProbeMakeMovie(FileWithTraks({TrakWithEdits(TrackSpec{}, elst)}));
     ASSERT_EQ(probe.result, 0u);
     const QT::TrackItem& item = probe.MooV().GetTrackItem(0);
@@ -181,7 +166,7 @@ TEST(TrackIndex, EditCountIsTestedAtEightBytesAnEntry)
 // inside the buffer.
 TEST(TrackIndex, WrappingEditCountStoresOnlyEntriesInsideTheBuffer)
 {
-    const Atom elst = ElstCounting(0x20000001, {{1000, 0, 0x10000}});
+    const Atom elst = ElstCounting(0x20000001, {{.duration = 1000, .mediaTime = 0}});
     const Probe probe = ProbeMakeMovie(FileWithTraks({TrakWithEdits(TrackSpec{}, elst)}));
     ASSERT_EQ(probe.result, 0u);
     const QT::TrackItem& item = probe.MooV().GetTrackItem(0);
@@ -230,16 +215,23 @@ TEST(TrackIndex, OtherAtomBetweenHdlrAndMinfFailsTheFile)
               QT::kQTErrNotAMovie);
 }
 
-// Its child of size 0 would end the walk if the udta were looked into.
+// The udta holds an item and a meta with one text item: reading it anywhere would leave a user
+// data item or the text behind.
 TEST(TrackIndex, UdtaBeforeMdiaIsSkippedUnread)
 {
     const TrackSpec spec;
-    const Atom udta = Atom("udta").U32(0).Type("abcd").Zeros(4);
+    const Atom text = Atom("xnam").Child(Atom("data").U32(1).U32(0).Text("unread"));
+    const Atom udta = Atom("udta").Children(
+        {Atom("name").Text("track"),
+         Atom("meta").FullHeader().Children({Hdlr(Code("mdir")), Atom("ilst").Child(text)})});
     const Probe probe =
         ProbeMakeMovie(FileWithTraks({Atom("trak").Children({Tkhd(spec), udta, Mdia(spec)})}));
     ASSERT_EQ(probe.result, 0u);
     EXPECT_EQ(probe.movie->GetUserDataCount(), 0u);
     EXPECT_TRUE(probe.MooV().GetTrackItem(0).userData.empty());
+    QT::MetadataMap items;
+    probe.movie->GetMetadataItems(items);
+    EXPECT_TRUE(items.empty());
 }
 
 TEST(TrackIndex, ApertureAtomsAreStoredAsAtomPointers)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Capture.h"
 #include "TrackTestSupport.h"
 #include "tenacore/config.h"
 #include "tenacore/debug.h"
@@ -27,7 +28,7 @@ TrackSpec Sound()
 }
 
 // stts of five samples: three of 10, two of 20.
-const std::vector<std::pair<uint32_t, uint32_t>> kTenTenTenTwentyTwenty = {{3, 10}, {2, 20}};
+const std::vector<SttsEntry> kTenTenTenTwentyTwenty = {{3, 10}, {2, 20}};
 
 } // namespace
 
@@ -45,8 +46,8 @@ TEST(TrackObject, NoEditListLeavesTheEditStateAtZeroAndKeepsTheTrackDuration)
 
 TEST(TrackObject, SingleEditAtMediaTimeZeroKeepsTheFirstSampleWhole)
 {
-    OpenedTrack t = OpenTrack(
-        MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty), {{1000, 0, 0x10000}})}));
+    OpenedTrack t = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty),
+                                                  {{.duration = 1000, .mediaTime = 0}})}));
     EXPECT_EQ(t.track->GetFirstSampleIndex(), 0u);
     EXPECT_EQ(t.impl->FirstSampleDuration(), 10u);
     EXPECT_FALSE(t.track->IsTrackEdited() && t.impl->MediaStartTime() != 0);
@@ -54,8 +55,8 @@ TEST(TrackObject, SingleEditAtMediaTimeZeroKeepsTheFirstSampleWhole)
 
 TEST(TrackObject, SingleEditOnSoundTakesTheMediaTimeAsTheSampleNumber)
 {
-    OpenedTrack t =
-        OpenTrack(MovieWith({TrakWith(Sound(), BasicSampleTables({{10, 1}}), {{1000, 1024, 0x10000}})}));
+    OpenedTrack t = OpenTrack(MovieWith(
+        {TrakWith(Sound(), BasicSampleTables({{10, 1}}), {{.duration = 1000, .mediaTime = 1024}})}));
     EXPECT_EQ(t.track->GetFirstSampleIndex(), 1024u);
     EXPECT_EQ(t.impl->FirstSampleDuration(), 1u);
     EXPECT_EQ(t.impl->MediaStartTime(), 1024u);
@@ -64,16 +65,16 @@ TEST(TrackObject, SingleEditOnSoundTakesTheMediaTimeAsTheSampleNumber)
 TEST(TrackObject, SingleEditInsideSampleThreeStartsThereWithItsRest)
 {
     // Samples start at 0, 10, 20, 30 (lasting 20) and 50; media time 35 lies in sample 3.
-    OpenedTrack t = OpenTrack(
-        MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty), {{1000, 35, 0x10000}})}));
+    OpenedTrack t = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty),
+                                                  {{.duration = 1000, .mediaTime = 35}})}));
     EXPECT_EQ(t.track->GetFirstSampleIndex(), 3u);
     EXPECT_EQ(t.impl->FirstSampleDuration(), 15u);
 }
 
 TEST(TrackObject, SingleEditPastTheLastSampleLeavesTheFirstSampleAtZero)
 {
-    OpenedTrack t = OpenTrack(
-        MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty), {{1000, 500, 0x10000}})}));
+    OpenedTrack t = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty),
+                                                  {{.duration = 1000, .mediaTime = 500}})}));
     EXPECT_EQ(t.track->GetFirstSampleIndex(), 0u);
     EXPECT_EQ(t.impl->FirstSampleDuration(), 0u);
     EXPECT_EQ(t.impl->MediaStartTime(), 500u);
@@ -113,8 +114,8 @@ TEST(TrackObject, TwoEditsAreSupportedWhenTheyCoverTheTrack)
 
 TEST(TrackObject, SingleEditOfOtherRateIsSupportedOnlyWithoutTheUnitRateRequirement)
 {
-    OpenedTrack t = OpenTrack(
-        MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty), {{1000, 0, 0x20000}})}));
+    OpenedTrack t = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables(kTenTenTenTwentyTwenty),
+                                                  {{.duration = 1000, .mediaTime = 0, .rate = 0x20000}})}));
     EXPECT_TRUE(t.track->IsEditListSupported(false));
     EXPECT_FALSE(t.track->IsEditListSupported(true));
     EXPECT_TRUE(t.track->IsTrackEdited());
@@ -163,11 +164,11 @@ TEST(TrackObject, ConversionsTruncateThroughSixtyFourBits)
 
 TEST(TrackObject, SoundWithALongFirstSampleReportsItsExcessOnlyWithoutEdits)
 {
-    const std::vector<std::pair<uint32_t, uint32_t>> stts = {{1, 2048}, {3, 1024}};
+    const std::vector<SttsEntry> stts = {{1, 2048}, {3, 1024}};
     OpenedTrack plain = OpenTrack(MovieWith({TrakWith(Sound(), BasicSampleTables(stts))}));
     EXPECT_EQ(plain.track->GetFirstSampleExcess(), 1024u);
-    OpenedTrack edited =
-        OpenTrack(MovieWith({TrakWith(Sound(), BasicSampleTables(stts), {{1000, 0, 0x10000}})}));
+    OpenedTrack edited = OpenTrack(
+        MovieWith({TrakWith(Sound(), BasicSampleTables(stts), {{.duration = 1000, .mediaTime = 0}})}));
     EXPECT_EQ(edited.track->GetFirstSampleExcess(), 0u);
 }
 
@@ -189,19 +190,14 @@ TEST(TrackObject, HandlerSubtypesMapToMediaTypes)
 TEST(TrackObject, GetIndTrackAtTheTrackCountReportsTheContractAndThrows)
 {
     OpenedTrack t = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables({{1, 1}}))}));
-    std::string reported;
-    auto previous = tenacore::debug::SetAssertHandler(
-        [&](const char* inPath, int inLine, const char* inFunction, const char* inCondition,
-            const std::string&)
-        {
-            reported =
-                std::string(inPath) + ":" + std::to_string(inLine) + ":" + inFunction + ":" + inCondition;
-            return false;
-        });
+    AssertCounter asserts;
     tenacore::classref::InterfaceRef<QT::IQTTrack> track;
     EXPECT_THROW(t.opened.movie->GetIndTrack(track, 1), tenacore::config::Error);
-    tenacore::debug::SetAssertHandler(previous);
-    EXPECT_EQ(reported, "QTSifter/Src/QTMovie:77:QT::QTMovie::GetIndTrack:inWhichTrack < GetTrackCount()");
+    ASSERT_EQ(asserts.calls.size(), 1u);
+    const AssertCall& reported = asserts.calls[0];
+    EXPECT_EQ(reported.sourcePath + ":" + std::to_string(reported.line) + ":" + reported.function + ":" +
+                  reported.condition,
+              "QTSifter/Src/QTMovie:77:QT::QTMovie::GetIndTrack:inWhichTrack < GetTrackCount()");
     EXPECT_FALSE(track);
 }
 
@@ -279,16 +275,16 @@ TEST(TrackObject, EditedSampleCountCountsTheSamplesInsideTheEdit)
     OpenedTrack whole = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables({{10, 100}}))}));
     EXPECT_EQ(whole.track->GetEditedSampleCount(), 10u);
     // An edit of 450 ticks from 0 keeps 4 whole samples and part of the fifth: 10 - (1000-450)/100 = 5.
-    OpenedTrack edited =
-        OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables({{10, 100}}), {{450, 0, 0x10000}})}));
+    OpenedTrack edited = OpenTrack(
+        MovieWith({TrakWith(Video(), BasicSampleTables({{10, 100}}), {{.duration = 450, .mediaTime = 0}})}));
     EXPECT_EQ(edited.track->GetEditedSampleCount(), 5u);
 }
 
 TEST(TrackObject, EditedSampleCountSurvivesAnEntryOfNoDuration)
 {
     // A zero-duration entry whose span wraps below zero through the start time would divide by zero.
-    OpenedTrack t = OpenTrack(
-        MovieWith({TrakWith(Video(), BasicSampleTables({{4, 0}, {10, 100}}), {{300, 50, 0x10000}})}));
+    OpenedTrack t = OpenTrack(MovieWith(
+        {TrakWith(Video(), BasicSampleTables({{4, 0}, {10, 100}}), {{.duration = 300, .mediaTime = 50}})}));
     const uint32_t count = t.track->GetEditedSampleCount();
     EXPECT_EQ(count, t.track->GetEditedSampleCount());
 }
@@ -399,8 +395,8 @@ TEST(TrackObject, CaptionTrackWithoutSampleTablesAnswersZeroCounts)
 TEST(TrackObject, EditDeepIntoAHugeEntryIsFoundWithoutWalkingEverySample)
 {
     // Four billion samples of duration 1 and an edit at media time 3e9: sample 3e9, whole.
-    OpenedTrack t = OpenTrack(MovieWith(
-        {TrakWith(Video(), BasicSampleTables({{0xFFFFFFF0u, 1}}), {{1000, 3000000000u, 0x10000}})}));
+    OpenedTrack t = OpenTrack(MovieWith({TrakWith(Video(), BasicSampleTables({{0xFFFFFFF0u, 1}}),
+                                                  {{.duration = 1000, .mediaTime = 3000000000u}})}));
     EXPECT_EQ(t.track->GetFirstSampleIndex(), 3000000000u);
     EXPECT_EQ(t.impl->FirstSampleDuration(), 1u);
 }
