@@ -366,6 +366,36 @@ Atom Trak(const TrackSpec& inSpec)
     return Atom("trak").Children({Tkhd(inSpec), Mdia(inSpec)});
 }
 
+Atom Container(const char (&inType)[5], const std::vector<Atom>& inChildren)
+{
+    Atom container(inType);
+    for (const Atom& child : inChildren)
+        container.Child(child);
+    return container;
+}
+
+Atom TrakOfMedia(const std::vector<Atom>& inBeforeMdia, const std::vector<Atom>& inMediaChildren)
+{
+    Atom trak("trak");
+    trak.Child(Tkhd(TrackSpec{}));
+    for (const Atom& atom : inBeforeMdia)
+        trak.Child(atom);
+    Atom mdia("mdia");
+    mdia.Child(Mdhd(600, 1000));
+    for (const Atom& atom : inMediaChildren)
+        mdia.Child(atom);
+    return trak.Child(mdia);
+}
+
+Atom MoovOf(const std::vector<Atom>& inChildren)
+{
+    Atom moov("moov");
+    moov.Child(Mvhd(600, 1000));
+    for (const Atom& child : inChildren)
+        moov.Child(child);
+    return moov.Child(Atom("skip").U32(0));
+}
+
 Atom TrakWithEdits(const TrackSpec& inSpec, const Atom& inElst)
 {
     return Atom("trak").Children({Tkhd(inSpec), Atom("edts").Child(inElst), Mdia(inSpec)});

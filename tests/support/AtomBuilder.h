@@ -140,6 +140,14 @@ Atom MinfWithStbl(const Atom& inStbl);
 Atom MdiaWithMinf(const Atom& inMinf);
 Atom Mdia(const TrackSpec& inSpec);
 Atom Trak(const TrackSpec& inSpec);
+// An atom of inType holding exactly inChildren.
+Atom Container(const char (&inType)[5], const std::vector<Atom>& inChildren);
+// A trak of tkhd, inBeforeMdia, and an mdia of mdhd then inMediaChildren: for walks that must
+// meet exactly the atoms a test places.
+Atom TrakOfMedia(const std::vector<Atom>& inBeforeMdia, const std::vector<Atom>& inMediaChildren);
+// moov: mvhd, inChildren, and a last atom of 12 bytes, so that no small atom of a test is ever
+// the buffer's last 8 bytes, which the walks leave unread.
+Atom MoovOf(const std::vector<Atom>& inChildren);
 // tkhd, edts holding inElst, and the mdia of inSpec.
 Atom TrakWithEdits(const TrackSpec& inSpec, const Atom& inElst);
 

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "Capture.h"
 #include "QTContract.h"
 #include "QTShared.h"
 #include "SifterProbe.h"
@@ -15,39 +16,6 @@ using namespace qttest;
 
 namespace
 {
-
-// Every report the handler receives, whole.
-struct Report
-{
-    std::string sourcePath;
-    int line = 0;
-    std::string function;
-    std::string condition;
-    std::string message;
-};
-
-class ReportRecorder
-{
-public:
-    ReportRecorder()
-    {
-        mPrevious = tenacore::debug::SetAssertHandler(
-            [this](const char* inPath, int inLine, const char* inFunction, const char* inCondition,
-                   const std::string& inMessage)
-            {
-                reports.push_back({inPath, inLine, inFunction, inCondition, inMessage});
-                return false;
-            });
-    }
-    ~ReportRecorder() { tenacore::debug::SetAssertHandler(mPrevious); }
-    ReportRecorder(const ReportRecorder&) = delete;
-    ReportRecorder& operator=(const ReportRecorder&) = delete;
-
-    std::vector<Report> reports;
-
-private:
-    tenacore::debug::AssertHandler mPrevious;
-};
 
 // A movie with one video and one sound track, to break each contract on.
 Bytes TwoTrackMovie()
@@ -198,7 +166,7 @@ TEST_P(ContractSiteTest, ReportsItsSiteInItsForm)
     probe.movie->GetIndTrack(sound, 1);
     ASSERT_EQ(sound->GetTrackMediaType(), QT::kAudioMediaType);
 
-    ReportRecorder recorder;
+    AssertCounter recorder;
     bool raised = false;
     try
     {
@@ -211,8 +179,8 @@ TEST_P(ContractSiteTest, ReportsItsSiteInItsForm)
         EXPECT_EQ(error.SubCode(), 25);
     }
     EXPECT_EQ(raised, breach.raises);
-    ASSERT_EQ(recorder.reports.size(), 1u);
-    const Report& report = recorder.reports[0];
+    ASSERT_EQ(recorder.calls.size(), 1u);
+    const AssertCall& report = recorder.calls[0];
     EXPECT_EQ(report.sourcePath, breach.site->sourcePath);
     EXPECT_EQ(report.line, breach.site->line);
     EXPECT_EQ(report.function, breach.function);
@@ -254,39 +222,39 @@ struct StubTrack
 TEST(ContractCheck, ReturningFormReportsOnceAndGivesFalse)
 {
     StubTrack track{{QT::kAudioMediaType}};
-    ReportRecorder recorder;
+    AssertCounter recorder;
     EXPECT_FALSE(QT::CheckMediaType(track, QT::kVideoMediaType, QT::ContractSites::kVideoMediaType, "F",
                                     QT::ContractForm::ReportAndReturn));
-    ASSERT_EQ(recorder.reports.size(), 1u);
-    EXPECT_EQ(recorder.reports[0].function, "F");
+    ASSERT_EQ(recorder.calls.size(), 1u);
+    EXPECT_EQ(recorder.calls[0].function, "F");
     EXPECT_EQ(track.asked, 1u);
 }
 
 TEST(ContractCheck, RaisingFormReportsThenRaises)
 {
     StubTrack track{{QT::kAudioMediaType}};
-    ReportRecorder recorder;
+    AssertCounter recorder;
     EXPECT_THROW((void)QT::CheckMediaType(track, QT::kVideoMediaType, QT::ContractSites::kVideoMediaType, "F",
                                           QT::ContractForm::ReportAndRaise),
                  tenacore::config::Error);
-    EXPECT_EQ(recorder.reports.size(), 1u);
+    EXPECT_EQ(recorder.calls.size(), 1u);
     EXPECT_EQ(track.asked, 2u);
 }
 
 TEST(ContractCheck, RaisingFormAsksAgainAndGoesOnWhenTheSecondAnswerHolds)
 {
     StubTrack track{{QT::kAudioMediaType, QT::kVideoMediaType}};
-    ReportRecorder recorder;
+    AssertCounter recorder;
     EXPECT_TRUE(QT::CheckMediaType(track, QT::kVideoMediaType, QT::ContractSites::kVideoMediaType, "F",
                                    QT::ContractForm::ReportAndRaise));
-    EXPECT_EQ(recorder.reports.size(), 1u);
+    EXPECT_EQ(recorder.calls.size(), 1u);
 }
 
 TEST(ContractCheck, AHoldingConditionReportsNothing)
 {
     StubTrack track{{QT::kVideoMediaType}};
-    ReportRecorder recorder;
+    AssertCounter recorder;
     EXPECT_TRUE(QT::CheckMediaType(track, QT::kVideoMediaType, QT::ContractSites::kVideoMediaType, "F",
                                    QT::ContractForm::ReportAndRaise));
-    EXPECT_TRUE(recorder.reports.empty());
+    EXPECT_TRUE(recorder.calls.empty());
 }

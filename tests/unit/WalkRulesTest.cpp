@@ -3,8 +3,6 @@
 #include <cstring>
 #include <vector>
 
-#include <zlib.h>
-
 #include "AtomBuilder.h"
 #include "Capture.h"
 #include "QTFourCC.h"
@@ -44,65 +42,21 @@ Walked Walk(const Bytes& inMoov, const QT::WalkRules& inRules)
 
 Bytes Moov(const std::vector<Atom>& inChildren)
 {
-    Atom moov("moov");
-    moov.Child(Mvhd(600, 1000));
-    for (const Atom& child : inChildren)
-        moov.Child(child);
-    // Something stands last, so that a small atom of the tests is never the buffer's last 8 bytes.
-    return moov.Child(Atom("skip").U32(0)).Build();
+    return MoovOf(inChildren).Build();
 }
 
-// A trak whose mdia holds inMediaChildren behind mdhd, and whose trak holds inBeforeMdia ahead
-// of it, behind tkhd.
-Atom TrakOf(const std::vector<Atom>& inBeforeMdia, const std::vector<Atom>& inMediaChildren)
-{
-    Atom trak("trak");
-    trak.Child(Tkhd(TrackSpec{}));
-    for (const Atom& atom : inBeforeMdia)
-        trak.Child(atom);
-    Atom mdia("mdia");
-    mdia.Child(Mdhd(600, 1000));
-    for (const Atom& atom : inMediaChildren)
-        mdia.Child(atom);
-    return trak.Child(mdia);
-}
-
-Atom MinfOf(const std::vector<Atom>& inChildren)
-{
-    Atom minf("minf");
-    for (const Atom& atom : inChildren)
-        minf.Child(atom);
-    return minf;
-}
-
+// The sample tables every kept track needs, and inExtra.
 Atom StblOf(const std::vector<Atom>& inExtra = {})
 {
-    Atom stbl("stbl");
-    for (const Atom& table : BasicSampleTables({{10, 100}}))
-        stbl.Child(table);
-    for (const Atom& table : inExtra)
-        stbl.Child(table);
-    return stbl;
-}
-
-Atom VideoHeader()
-{
-    return Atom("vmhd").FullHeader(0, 1).Zeros(8);
+    std::vector<Atom> tables = BasicSampleTables({{.sampleCount = 10, .duration = 100}});
+    tables.insert(tables.end(), inExtra.begin(), inExtra.end());
+    return Container("stbl", tables);
 }
 
 // A video track of the usual shape with inEdts ahead of mdia.
 Atom EditedTrak(const Atom& inEdts)
 {
-    return TrakOf({inEdts}, {Hdlr(Code("vide")), MinfOf({VideoHeader(), Dinf(), StblOf()})});
-}
-
-Atom EditList(const std::vector<uint32_t>& inMediaTimes, const char (&inType)[5] = "elst")
-{
-    Atom elst(inType);
-    elst.FullHeader(0).U32(uint32_t(inMediaTimes.size()));
-    for (uint32_t mediaTime : inMediaTimes)
-        elst.U32(500).U32(mediaTime).U32(0x10000);
-    return elst;
+    return TrakOfMedia({inEdts}, {Hdlr(Code("vide")), Container("minf", {Vmhd(), Dinf(), StblOf()})});
 }
 
 constexpr QT::WalkRules kParser = QT::kParserWalkRules;
@@ -122,14 +76,7 @@ TEST(WalkRules, EightBytesLeftAreEnoughOnlyUnderTheLowerMinimum)
 
 TEST(WalkRules, ACompressedMovieIsExpandedOnlyWhenTheRulesSaySo)
 {
-    const Bytes inner = Moov({Trak(TrackSpec{})});
-    uLongf length = compressBound(uLong(inner.size()));
-    Bytes deflated(length);
-    ASSERT_EQ(compress(deflated.data(), &length, inner.data(), uLong(inner.size())), Z_OK);
-    deflated.resize(length);
-    const Atom cmov = Atom("cmov").Children(
-        {Atom("dcom").U32(QT::kZlibCompression), Atom("cmvd").U32(uint32_t(inner.size())).Raw(deflated)});
-    const Bytes moov = Atom("moov").Child(cmov).Build();
+    const Bytes moov = Atom("moov").Child(Cmov(Moov({Trak(TrackSpec{})}))).Build();
     const Walked parsed = Walk(moov, kParser);
     ASSERT_TRUE(parsed.ok);
     EXPECT_EQ(parsed.index.trackItems.size(), 1u);
@@ -138,7 +85,8 @@ TEST(WalkRules, ACompressedMovieIsExpandedOnlyWhenTheRulesSaySo)
 
 TEST(WalkRules, TheFirstChildOfEdtsIsTheEditListByTypeOrTakenAsOne)
 {
-    const Bytes moov = Moov({EditedTrak(Atom("edts").Child(EditList({0}, "xlst")))});
+    const Bytes moov = Moov(
+        {EditedTrak(Atom("edts").Child(Atom("xlst").FullHeader(0).U32(1).U32(500).U32(0).U32(0x10000)))});
     const Walked parsed = Walk(moov, kParser);
     ASSERT_TRUE(parsed.ok);
     EXPECT_TRUE(parsed.index.trackItems.at(0).editList.empty());
@@ -149,23 +97,24 @@ TEST(WalkRules, TheFirstChildOfEdtsIsTheEditListByTypeOrTakenAsOne)
 
 TEST(WalkRules, EmptyEditsAreDroppedOrKept)
 {
-    const Bytes moov = Moov({EditedTrak(Atom("edts").Child(EditList({0xFFFFFFFF, 0})))});
+    const Bytes moov = Moov({EditedTrak(Atom("edts").Child(
+        Elst({{.duration = 500, .mediaTime = 0xFFFFFFFF}, {.duration = 500, .mediaTime = 0}})))});
     EXPECT_EQ(Walk(moov, kParser).index.trackItems.at(0).editList.size(), 1u);
     EXPECT_EQ(Walk(moov, {.dropEmptyEdits = false}).index.trackItems.at(0).editList.size(), 2u);
 }
 
 TEST(WalkRules, AnExtendedLanguageAtomIsSteppedOverOrRefusesTheTrack)
 {
-    const Bytes moov = Moov({TrakOf({}, {Atom("elng").FullHeader(0).Text("en"), Hdlr(Code("vide")),
-                                         MinfOf({VideoHeader(), Dinf(), StblOf()})})});
+    const Bytes moov = Moov({TrakOfMedia({}, {Atom("elng").FullHeader(0).Text("en"), Hdlr(Code("vide")),
+                                              Container("minf", {Vmhd(), Dinf(), StblOf()})})});
     EXPECT_TRUE(Walk(moov, kParser).ok);
     EXPECT_FALSE(Walk(moov, {.skipExtendedLanguage = false}).ok);
 }
 
 TEST(WalkRules, TheMediaInformationHeaderIsFoundByTypeOrIsTheFirstChild)
 {
-    const Bytes moov = Moov(
-        {TrakOf({}, {Hdlr(Code("vide")), MinfOf({Atom("abcd").U32(7), VideoHeader(), Dinf(), StblOf()})})});
+    const Bytes moov = Moov({TrakOfMedia(
+        {}, {Hdlr(Code("vide")), Container("minf", {Atom("abcd").U32(7), Vmhd(), Dinf(), StblOf()})})});
     const Walked parsed = Walk(moov, kParser);
     ASSERT_TRUE(parsed.ok);
     const QT::TrackItem& byType = parsed.index.trackItems.at(0);
@@ -182,14 +131,14 @@ TEST(WalkRules, TheMediaInformationHeaderIsFoundByTypeOrIsTheFirstChild)
 
 TEST(WalkRules, AnEmptyMediaInformationHasNoFirstChildToBeItsHeader)
 {
-    const Bytes moov = Moov({TrakOf({}, {Hdlr(Code("clcp")), MinfOf({})})});
+    const Bytes moov = Moov({TrakOfMedia({}, {Hdlr(Code("clcp")), Container("minf", {})})});
     EXPECT_TRUE(Walk(moov, kParser).ok);
     EXPECT_FALSE(Walk(moov, {.mediaInformation = QT::MediaInformationWalk::FirstChildIsHeader}).ok);
 }
 
 TEST(WalkRules, ACaptionTrackWithoutTablesIsKeptOrRefused)
 {
-    const Bytes moov = Moov({TrakOf({}, {Hdlr(Code("clcp")), MinfOf({Atom("gmhd")})})});
+    const Bytes moov = Moov({TrakOfMedia({}, {Hdlr(Code("clcp")), Container("minf", {Atom("gmhd")})})});
     const Walked parsed = Walk(moov, kParser);
     ASSERT_TRUE(parsed.ok);
     EXPECT_EQ(parsed.index.trackItems.size(), 1u);
@@ -198,16 +147,16 @@ TEST(WalkRules, ACaptionTrackWithoutTablesIsKeptOrRefused)
 
 TEST(WalkRules, PartialSyncSamplesAreRecordedOrNot)
 {
-    const Atom stps = Atom("stps").FullHeader(0).U32(1).U32(1);
+    const Atom stps = Stps({1});
     const Bytes moov =
-        Moov({TrakOf({}, {Hdlr(Code("vide")), MinfOf({VideoHeader(), Dinf(), StblOf({stps})})})});
+        Moov({TrakOfMedia({}, {Hdlr(Code("vide")), Container("minf", {Vmhd(), Dinf(), StblOf({stps})})})});
     EXPECT_NE(Walk(moov, kParser).index.trackItems.at(0).stps, nullptr);
     EXPECT_EQ(Walk(moov, {.recordPartialSync = false}).index.trackItems.at(0).stps, nullptr);
 }
 
 TEST(WalkRules, ATrackWithoutMediaInformationHeaderIsKeptOrRefused)
 {
-    const Bytes moov = Moov({TrakOf({}, {Hdlr(Code("vide")), MinfOf({Dinf(), StblOf()})})});
+    const Bytes moov = Moov({TrakOfMedia({}, {Hdlr(Code("vide")), Container("minf", {Dinf(), StblOf()})})});
     EXPECT_TRUE(Walk(moov, kParser).ok);
     EXPECT_FALSE(Walk(moov, {.requireMediaInfoHeader = true}).ok);
 }
