@@ -1,5 +1,6 @@
 // Feeds each input to the parser twice: through a host read table over memory, and through a real
-// file. Whatever movie comes out is then asked everything it answers.
+// file. Whatever movie comes out is then asked everything it answers. Last, the input is walked as a
+// movie atom under the other walk rules.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -14,6 +15,7 @@
 #include "ExerciseMovie.h"
 #include "IQTSifter.h"
 #include "QTFourCC.h"
+#include "WalkUnderOtherRules.h"
 #include "tenacore/debug.h"
 #include "tenacore/string.h"
 
@@ -140,5 +142,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* inData, size_t inSize)
         if (result == 0 && movie)
             qtfuzz::ExerciseMovie(*movie);
     }
+    qtfuzz::WalkUnderOtherRules(inData, inSize);
     return 0;
 }
