@@ -153,7 +153,7 @@ TEST(SampleTables, SampleToChunkCursorPlacesSamplesAcrossRuns)
 {
     // Chunks 1-2 hold two samples each, chunks 3-5 one each.
     const BuiltTable stsc(Stsc({{1, 2, 1}, {3, 1, 1}}));
-    QT::SampleToChunkCursor cursor(stsc.Table(), 5);
+    QT::SampleToChunkCursor cursor(QT::SampleToChunkTable(stsc.Table()), 5);
     const BuiltTable stsz(Stsz(0, {10, 11, 12, 13, 14, 15, 16}, 7));
     const QT::SampleSizeTable sizes(stsz.Table());
     std::vector<uint32_t> chunks;
@@ -161,9 +161,9 @@ TEST(SampleTables, SampleToChunkCursorPlacesSamplesAcrossRuns)
     uint64_t offset = 0;
     for (uint32_t sample = 0; sample < 6; ++sample)
     {
-        ASSERT_TRUE(cursor.Locate(sample, place)) << sample;
+        ASSERT_TRUE(cursor.Next(sample, place)) << sample;
         chunks.push_back(place.chunkIndex);
-        ASSERT_TRUE(QT::OffsetInChunk(sample, place, sizes, offset));
+        ASSERT_TRUE(QT::FindOffsetInChunk(sample, place, sizes, offset));
         if (sample == 1)
         {
             EXPECT_EQ(offset, 10u);
@@ -179,34 +179,34 @@ TEST(SampleTables, SampleToChunkCursorPlacesSamplesAcrossRuns)
 TEST(SampleTables, SampleToChunkCursorFailsAfterTwoEmptyRuns)
 {
     const BuiltTable stsc(Stsc({{1, 2, 1}, {2, 0, 1}, {2, 0, 1}, {2, 1, 1}}));
-    QT::SampleToChunkCursor cursor(stsc.Table(), 4);
+    QT::SampleToChunkCursor cursor(QT::SampleToChunkTable(stsc.Table()), 4);
     QT::ChunkPlace place;
-    EXPECT_TRUE(cursor.Locate(0, place));
-    EXPECT_TRUE(cursor.Locate(1, place));
-    EXPECT_FALSE(cursor.Locate(2, place));
+    EXPECT_TRUE(cursor.Next(0, place));
+    EXPECT_TRUE(cursor.Next(1, place));
+    EXPECT_FALSE(cursor.Next(2, place));
 }
 
 TEST(SampleTables, SampleToChunkCursorFailsPastTheLastRun)
 {
     const BuiltTable stsc(Stsc({{1, 2, 1}}));
-    QT::SampleToChunkCursor cursor(stsc.Table(), 2);
+    QT::SampleToChunkCursor cursor(QT::SampleToChunkTable(stsc.Table()), 2);
     QT::ChunkPlace place;
     for (uint32_t sample = 0; sample < 4; ++sample)
-        EXPECT_TRUE(cursor.Locate(sample, place));
-    EXPECT_FALSE(cursor.Locate(4, place));
+        EXPECT_TRUE(cursor.Next(sample, place));
+    EXPECT_FALSE(cursor.Next(4, place));
 }
 
 TEST(SampleTables, SampleToChunkCountIsNotTrustedBeyondTheAtom)
 {
     const BuiltTable stsc(Atom("stsc").FullHeader().U32(0x10000000).U32(1).U32(1).U32(1));
-    QT::SampleToChunkCursor cursor(stsc.Table(), 3);
+    QT::SampleToChunkCursor cursor(QT::SampleToChunkTable(stsc.Table()), 3);
     QT::ChunkPlace place;
     for (uint32_t sample = 0; sample < 3; ++sample)
     {
-        ASSERT_TRUE(cursor.Locate(sample, place));
+        ASSERT_TRUE(cursor.Next(sample, place));
         EXPECT_EQ(place.chunkIndex, sample);
     }
-    EXPECT_FALSE(cursor.Locate(3, place));
+    EXPECT_FALSE(cursor.Next(3, place));
 }
 
 TEST(SampleTables, ConstantSizeOffsetsMultiplyInSixtyFourBits)
@@ -215,7 +215,7 @@ TEST(SampleTables, ConstantSizeOffsetsMultiplyInSixtyFourBits)
     const QT::SampleSizeTable sizes(stsz.Table());
     QT::ChunkPlace place{0, 0, 4};
     uint64_t offset = 0;
-    ASSERT_TRUE(QT::OffsetInChunk(3, place, sizes, offset));
+    ASSERT_TRUE(QT::FindOffsetInChunk(3, place, sizes, offset));
     EXPECT_EQ(offset, 3ull * 0x80000000u);
 }
 
@@ -225,7 +225,7 @@ TEST(SampleTables, SizesInsideAChunkAreSummedAsSigned)
     const QT::SampleSizeTable sizes(stsz.Table());
     QT::ChunkPlace place{0, 0, 3};
     uint64_t offset = 0;
-    ASSERT_TRUE(QT::OffsetInChunk(2, place, sizes, offset));
+    ASSERT_TRUE(QT::FindOffsetInChunk(2, place, sizes, offset));
     EXPECT_EQ(offset, 9u);
 }
 
@@ -236,9 +236,9 @@ TEST(SampleTables, SizesBeyondTheSizeTableFailThePlacement)
     const QT::SampleSizeTable sizes(stsz.Table());
     QT::ChunkPlace place{0, 0, 4};
     uint64_t offset = 0;
-    EXPECT_TRUE(QT::OffsetInChunk(2, place, sizes, offset));
+    EXPECT_TRUE(QT::FindOffsetInChunk(2, place, sizes, offset));
     EXPECT_EQ(offset, 30u);
-    EXPECT_FALSE(QT::OffsetInChunk(3, place, sizes, offset));
+    EXPECT_FALSE(QT::FindOffsetInChunk(3, place, sizes, offset));
 }
 
 TEST(SampleTables, NoSamplesPerChunkPlacesNothing)
@@ -246,7 +246,7 @@ TEST(SampleTables, NoSamplesPerChunkPlacesNothing)
     const BuiltTable stsz(Stsz(8, {}, 4));
     const QT::SampleSizeTable sizes(stsz.Table());
     uint64_t offset = 7;
-    EXPECT_FALSE(QT::OffsetInChunk(2, QT::ChunkPlace{0, 0, 0}, sizes, offset));
+    EXPECT_FALSE(QT::FindOffsetInChunk(2, QT::ChunkPlace{0, 0, 0}, sizes, offset));
 }
 
 TEST(SampleTables, OneSamplePerChunkTakesTheChunkOfTheSameIndex)
@@ -255,10 +255,11 @@ TEST(SampleTables, OneSamplePerChunkTakesTheChunkOfTheSameIndex)
     // The samples-per-chunk field says 7, and is not looked at.
     const BuiltTable stsc(Stsc({{1, 7, 1}}));
     const QT::SampleSizeTable sizes(stsz.Table());
-    EXPECT_TRUE(QT::IsOneSamplePerChunk(sizes, stsc.Table(), 3, 3));
-    EXPECT_FALSE(QT::IsOneSamplePerChunk(sizes, stsc.Table(), 2, 3));
+    const QT::SampleToChunkTable runs(stsc.Table());
+    EXPECT_TRUE(QT::IsOneSamplePerChunk(sizes, runs, 3, 3));
+    EXPECT_FALSE(QT::IsOneSamplePerChunk(sizes, runs, 2, 3));
     const BuiltTable variable(Stsz(0, {1, 2, 3}, 3));
-    EXPECT_FALSE(QT::IsOneSamplePerChunk(QT::SampleSizeTable(variable.Table()), stsc.Table(), 3, 3));
+    EXPECT_FALSE(QT::IsOneSamplePerChunk(QT::SampleSizeTable(variable.Table()), runs, 3, 3));
 }
 
 TEST(SampleTables, SampleCountIsCachedOnceNonZero)
