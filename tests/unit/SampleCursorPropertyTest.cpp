@@ -21,7 +21,7 @@ public:
     {
     }
 
-    bool Locate(uint32_t inSample, QT::ChunkPlace& outPlace)
+    bool Next(uint32_t inSample, QT::ChunkPlace& outPlace)
     {
         if (mRunIndex >= mRuns.size())
             return false;
@@ -86,7 +86,7 @@ TEST(SampleCursorProperty, CursorPlacesEverySampleAsAFreshWalkWould)
         for (uint32_t sample = 0; sample < 64; ++sample)
         {
             QT::ChunkPlace expected, actual;
-            const bool found = reference.Locate(sample, expected);
+            const bool found = reference.Next(sample, expected);
             ASSERT_EQ(cursor.Next(sample, actual), found) << "round " << round << " sample " << sample;
             if (!found)
                 break;
