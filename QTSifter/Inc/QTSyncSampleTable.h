@@ -23,6 +23,8 @@ public:
     [[nodiscard]] bool Next(uint32_t inSample, bool& outIsSync);
 
 private:
+    // Whether inSample is the next sync sample, moving on past it when it is.
+    [[nodiscard]] bool Matches(uint32_t inSample);
     uint32_t SampleNumber(uint32_t inEntry) const noexcept
     {
         return mStss.U32(kStssEntriesFromAtom + kStssEntrySize * uint64_t(inEntry));
@@ -37,14 +39,16 @@ private:
 // The step of a pass stands here so that the pass inlines it.
 inline bool SyncSampleCursor::Next(uint32_t inSample, bool& outIsSync)
 {
-    outIsSync = true;
+    outIsSync = Matches(inSample);
+    return true;
+}
+
+inline bool SyncSampleCursor::Matches(uint32_t inSample)
+{
     if (!mStss)
         return true;
     if (mNextSync != inSample)
-    {
-        outIsSync = false;
-        return true;
-    }
+        return false;
     if (++mPosition < mCount)
         mNextSync = SampleNumber(mPosition) - 1;
     return true;

@@ -78,11 +78,13 @@ uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t
     for (uint32_t sample = 0; sample < sampleCount && keptCount != inMaxSamples; ++sample)
     {
         VideoSampleRecord record;
+        // The sync table never ends the pass; the time-to-sample table does when it runs out.
+        if (!sync.Next(sample, record.isSync))
+            break;
         // Every entry below the sample count was found inside the size table above.
         record.size = constantSize != 0 ? constantSize : sizes.VouchedEntrySize(sample);
         uint32_t duration = 0;
-        // The sync table never ends the pass; the time-to-sample table does when it runs out.
-        if (!sync.Next(sample, record.isSync) || !durations.Next(sample, duration))
+        if (!durations.Next(sample, duration))
             break;
         if (oneSamplePerChunk)
             record.fileOffset = chunks.GetEntry(sample);
