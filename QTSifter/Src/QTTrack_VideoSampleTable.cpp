@@ -59,11 +59,11 @@ uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t
     if (outSamples.capacity() < reserved)
         outSamples.reserve(reserved);
 
-    const TableAtom stsc = Table(item.stsc);
-    const bool oneSamplePerChunk = IsOneSamplePerChunk(sizes, stsc, chunks.EntryCount(), sampleCount);
+    const SampleToChunkTable runs(Table(item.stsc));
+    const bool oneSamplePerChunk = IsOneSamplePerChunk(sizes, runs, chunks.EntryCount(), sampleCount);
     SyncSampleCursor sync(Table(item.stss));
     TimeToSampleCursor durations(Table(item.stts));
-    SampleToChunkCursor places(stsc, chunks.EntryCount());
+    SampleToChunkCursor places(runs, chunks.EntryCount());
     ChunkOffsetCursor inChunk(sizes);
 
     const uint32_t endTime = mEditedMediaDuration + mMediaStartTime;
@@ -78,7 +78,9 @@ uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t
     for (uint32_t sample = 0; sample < sampleCount && keptCount != inMaxSamples; ++sample)
     {
         VideoSampleRecord record;
-        record.isSync = sync.IsSync(sample);
+        // The sync table never ends the pass; the time-to-sample table does when it runs out.
+        if (!sync.Next(sample, record.isSync))
+            break;
         // Every entry below the sample count was found inside the size table above.
         record.size = constantSize != 0 ? constantSize : sizes.VouchedEntrySize(sample);
         uint32_t duration = 0;
@@ -90,7 +92,7 @@ uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t
         {
             ChunkPlace place;
             uint64_t offsetInChunk = 0;
-            if (!places.Locate(sample, place) || !inChunk.Next(sample, record.size, place, offsetInChunk))
+            if (!places.Next(sample, place) || !inChunk.Next(sample, record.size, place, offsetInChunk))
                 return kQTErrInvalid; // what was appended stays
             record.fileOffset = chunks.GetEntry(place.chunkIndex) + offsetInChunk;
         }

@@ -21,7 +21,7 @@ public:
     {
     }
 
-    bool Locate(uint32_t inSample, QT::ChunkPlace& outPlace)
+    bool Next(uint32_t inSample, QT::ChunkPlace& outPlace)
     {
         if (mRunIndex >= mRuns.size())
             return false;
@@ -80,13 +80,14 @@ TEST(SampleCursorProperty, CursorPlacesEverySampleAsAFreshWalkWould)
         for (const auto& run : runs)
             stsc.U32(run[0]).U32(run[1]).U32(1);
         const Bytes bytes = stsc.Build();
-        QT::SampleToChunkCursor cursor(QT::TableAtom(bytes.data(), {bytes.data(), bytes.size()}), chunkCount);
+        const QT::SampleToChunkTable table(QT::TableAtom(bytes.data(), {bytes.data(), bytes.size()}));
+        QT::SampleToChunkCursor cursor(table, chunkCount);
         ReferenceLocator reference(runs, chunkCount);
         for (uint32_t sample = 0; sample < 64; ++sample)
         {
             QT::ChunkPlace expected, actual;
-            const bool found = reference.Locate(sample, expected);
-            ASSERT_EQ(cursor.Locate(sample, actual), found) << "round " << round << " sample " << sample;
+            const bool found = reference.Next(sample, expected);
+            ASSERT_EQ(cursor.Next(sample, actual), found) << "round " << round << " sample " << sample;
             if (!found)
                 break;
             EXPECT_EQ(actual.chunkIndex, expected.chunkIndex) << round << "/" << sample;
