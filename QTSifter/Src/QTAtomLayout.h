@@ -52,6 +52,15 @@ inline constexpr uint32_t kEditDurationFromEntry = 0;
 inline constexpr uint32_t kEditMediaTimeFromEntry = 4;
 inline constexpr uint32_t kEditRateFromEntry = 8;
 
+// ctts and its 8-byte entries.
+inline constexpr uint32_t kCttsEntriesFromAtom = 16;
+inline constexpr uint32_t kCttsEntrySize = 8;
+inline constexpr uint32_t kCttsCountFromEntry = 0;
+inline constexpr uint32_t kCttsOffsetFromEntry = 4;
+
+// sdtp: one flags byte a sample behind the version and flags word.
+inline constexpr uint32_t kSdtpFlagsFromAtom = kFullAtomHeaderSize;
+
 // dcom: the compression method of a cmov.
 inline constexpr uint32_t kDcomMethodFromAtom = 8;
 

@@ -80,15 +80,17 @@ void QTTrack::ComputeSingleEditState()
 bool QTTrack::FindSmallestCompositionTime(int32_t& ioMinimum)
 {
     const TableAtom ctts = Table(Item().ctts);
-    const uint32_t entries = ctts.TrustedCount(8);
+    const uint32_t entries = ctts.TrustedCount(kCttsEntrySize);
     int32_t decodeTime = 0;
     uint32_t sample = 0;
     for (uint32_t entry = 0; entry < entries && sample < kCompositionSearchSamples; ++entry)
     {
-        const int32_t count = int32_t(ctts.U32(16 + 8 * uint64_t(entry)));
+        const int32_t count =
+            int32_t(ctts.U32(kCttsEntriesFromAtom + kCttsEntrySize * uint64_t(entry) + kCttsCountFromEntry));
         if (count <= 0)
             continue;
-        const int32_t offset = int32_t(ctts.U32(20 + 8 * uint64_t(entry)));
+        const int32_t offset =
+            int32_t(ctts.U32(kCttsEntriesFromAtom + kCttsEntrySize * uint64_t(entry) + kCttsOffsetFromEntry));
         ioMinimum = std::min(int32_t(uint32_t(offset) + uint32_t(decodeTime)), ioMinimum);
         for (int32_t i = 0; i < count; ++i)
         {

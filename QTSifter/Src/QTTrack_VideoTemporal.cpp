@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <set>
 
+#include "QTAtomLayout.h"
 #include "QTTrace.h"
 #include "QTTrack.h"
 
@@ -44,8 +45,8 @@ private:
     static bool Consume(const TableAtom& inTable, uint32_t& ioPosition, uint32_t inDecodeIndex)
     {
         if (!inTable || int32_t(ioPosition) >= int32_t(inTable.StatedCount()) ||
-            ioPosition >= inTable.TrustedCount(4) ||
-            inTable.U32(16 + 4 * uint64_t(ioPosition)) != inDecodeIndex + 1)
+            ioPosition >= inTable.TrustedCount(kStssEntrySize) ||
+            inTable.U32(kStssEntriesFromAtom + kStssEntrySize * uint64_t(ioPosition)) != inDecodeIndex + 1)
             return false;
         ++ioPosition;
         return true;
@@ -129,22 +130,23 @@ bool QTTrack::VideoTrackContainsIndependentSamples()
     const uint8_t* sdtp = Item().sdtp;
     if (!sdtp)
         return false;
-    const int32_t count = int32_t(Bytes().U32Or0(sdtp, 0) - 8);
+    const int32_t count = int32_t(Bytes().U32Or0(sdtp, kAtomSizeFromAtom) - kAtomHeaderSize);
     if (count < 1)
         return false;
-    const size_t reachable =
-        std::min<size_t>(size_t(count), Bytes().Available(sdtp) > 12 ? Bytes().Available(sdtp) - 12 : 0);
-    const uint8_t* flags = sdtp + 12;
+    const size_t reachable = std::min<size_t>(
+        size_t(count),
+        Bytes().Available(sdtp) > kSdtpFlagsFromAtom ? Bytes().Available(sdtp) - kSdtpFlagsFromAtom : 0);
+    const uint8_t* flags = sdtp + kSdtpFlagsFromAtom;
     return std::any_of(flags, flags + reachable, [](uint8_t inFlags) { return (inFlags & 0x20) != 0; });
 }
 
 bool QTTrack::IsVideoSampleReferenced(uint32_t inSampleIndex)
 {
     const uint8_t* sdtp = Item().sdtp;
-    if (!sdtp || inSampleIndex >= Bytes().U32Or0(sdtp, 0) - 12 ||
-        !Bytes().Contains(sdtp, 12 + uint64_t(inSampleIndex), 1))
+    if (!sdtp || inSampleIndex >= Bytes().U32Or0(sdtp, kAtomSizeFromAtom) - kSdtpFlagsFromAtom ||
+        !Bytes().Contains(sdtp, kSdtpFlagsFromAtom + uint64_t(inSampleIndex), 1))
         return true;
-    return (sdtp[12 + uint64_t(inSampleIndex)] & 0x08) == 0;
+    return (sdtp[kSdtpFlagsFromAtom + uint64_t(inSampleIndex)] & 0x08) == 0;
 }
 
 uint32_t QTTrack::MakeVideoTemporalReferenceTable(std::vector<VideoTemporalReference>& outTable)
@@ -157,7 +159,7 @@ uint32_t QTTrack::MakeVideoTemporalReferenceTable(std::vector<VideoTemporalRefer
     const uint32_t sampleCount = GetSampleCount();
     // Every sample's flags byte must lie inside sdtp; that also bounds the table by the buffer.
     const TableAtom sdtp = Table(item.sdtp);
-    if (sampleCount != 0 && !sdtp.Has(12 + uint64_t(sampleCount) - 1, 1))
+    if (sampleCount != 0 && !sdtp.Has(kSdtpFlagsFromAtom + uint64_t(sampleCount) - 1, 1))
         return kQTErrBadSampleTable;
     outTable.resize(sampleCount);
     const uint8_t* first = GetTimeToSampleEntry(0);
@@ -167,7 +169,7 @@ uint32_t QTTrack::MakeVideoTemporalReferenceTable(std::vector<VideoTemporalRefer
         return kQTErrBadSampleTable;
 
     const TableAtom ctts = Table(item.ctts);
-    const uint32_t entries = ctts.TrustedCount(8);
+    const uint32_t entries = ctts.TrustedCount(kCttsEntrySize);
     SyncMatch sync(Table(item.stss), Table(item.stps));
     Anchors anchors;
     std::set<uint32_t> displayIndices;
@@ -176,8 +178,10 @@ uint32_t QTTrack::MakeVideoTemporalReferenceTable(std::vector<VideoTemporalRefer
     bool bad = false;
     for (uint32_t entry = 0; entry < entries && !bad; ++entry)
     {
-        const int32_t count = int32_t(ctts.U32(16 + 8 * uint64_t(entry)));
-        const int32_t offset = int32_t(ctts.U32(20 + 8 * uint64_t(entry)));
+        const int32_t count =
+            int32_t(ctts.U32(kCttsEntriesFromAtom + kCttsEntrySize * uint64_t(entry) + kCttsCountFromEntry));
+        const int32_t offset =
+            int32_t(ctts.U32(kCttsEntriesFromAtom + kCttsEntrySize * uint64_t(entry) + kCttsOffsetFromEntry));
         const uint32_t frames = uint32_t(int32_t(int64_t(offset) / int64_t(int32_t(frameDuration))));
         for (int32_t i = 0; i < count && !bad; ++i, ++decodeIndex)
         {
