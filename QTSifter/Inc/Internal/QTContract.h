@@ -1,7 +1,5 @@
 #pragma once
 
-// Library-internal: not installed.
-
 #include <string>
 
 namespace QT
