@@ -101,8 +101,8 @@ const char* MatrixName(uint32_t inCode)
     }
 }
 
-// The fiel atom: one field is progressive; with two, the ordering says which comes first and
-// whether the fields are stored apart or woven together.
+// The fiel atom: one field is progressive; with two, the ordering says which field is shown first
+// and which is stored first.
 std::string FieldOrderName(uint8_t inCount, uint8_t inOrdering)
 {
     if (inCount == 1)
@@ -114,13 +114,13 @@ std::string FieldOrderName(uint8_t inCount, uint8_t inOrdering)
     case 0:
         return "interlaced, order not stated";
     case 1:
-        return "interlaced, top field first, fields stored apart";
+        return "interlaced, top field first, top stored first";
     case 6:
-        return "interlaced, bottom field first, fields stored apart";
+        return "interlaced, bottom field first, bottom stored first";
     case 9:
-        return "interlaced, top field first, fields interleaved";
+        return "interlaced, bottom field first, top stored first";
     case 14:
-        return "interlaced, bottom field first, fields interleaved";
+        return "interlaced, top field first, bottom stored first";
     default:
         return "interlaced, unknown order";
     }
@@ -201,10 +201,14 @@ void AddVideoTrackFacts(QT::IQTTrack& inTrack, Json& ioTrack)
 std::string VideoSummary(const Json& inTrack)
 {
     std::string text = FormatSummary(inTrack);
+    // The coded size from a whole image description (86 bytes at least), else the track's own.
     const Json& descriptions = inTrack.at("descriptions");
-    if (!descriptions.empty() && descriptions[0].contains("width"))
+    if (!descriptions.empty() && descriptions[0].contains("width") && descriptions[0].at("size") >= 86)
         text += fmt::format(" {}x{}", descriptions[0].at("width").get<int32_t>(),
                             descriptions[0].at("height").get<int32_t>());
+    else
+        text += fmt::format(" {}x{}", inTrack.at("bounds").at("width").get<int32_t>(),
+                            inTrack.at("bounds").at("height").get<int32_t>());
     if (inTrack.at("frameRate").is_number())
         text += fmt::format(", {:.3g} fps", inTrack.at("frameRate").get<double>());
     if (inTrack.at("rotationDegrees").get<uint32_t>() != 0)
