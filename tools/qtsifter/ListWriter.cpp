@@ -1,5 +1,6 @@
 #include "ListWriter.h"
 
+#include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
 namespace qtsifter
@@ -11,30 +12,23 @@ namespace
 // Written out whenever the buffer passes this, so that memory stays flat however long the list.
 constexpr size_t kFlushBytes = 1 << 16;
 
-// RapidJSON's output stream concept over the shared buffer.
-struct BufferStream
-{
-    using Ch = char;
-    fmt::memory_buffer* buffer;
-    void Put(char inChar) { buffer->push_back(inChar); }
-    void Flush() {}
-};
-
 } // namespace
 
+// RapidJSON writes numbers straight into its own string buffer without a bounds test per byte;
+// the buffer is handed to the output whenever it fills.
 class ListWriter::JsonOut
 {
 public:
-    explicit JsonOut(fmt::memory_buffer& ioBuffer) : stream{&ioBuffer}, writer(stream) {}
-    BufferStream stream;
-    rapidjson::Writer<BufferStream> writer;
+    JsonOut() : writer(buffer) {}
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer;
 };
 
 ListWriter::ListWriter(bool inJson, std::FILE* inOut) : mJson(inJson), mOut(inOut)
 {
     if (mJson)
     {
-        mJsonOut = std::make_unique<JsonOut>(mBuffer);
+        mJsonOut = std::make_unique<JsonOut>();
         mJsonOut->writer.StartObject();
     }
 }
@@ -47,6 +41,11 @@ ListWriter::~ListWriter()
 
 void ListWriter::Flush()
 {
+    if (mJsonOut && mJsonOut->buffer.GetSize() != 0)
+    {
+        std::fwrite(mJsonOut->buffer.GetString(), 1, mJsonOut->buffer.GetSize(), mOut);
+        mJsonOut->buffer.Clear();
+    }
     if (mBuffer.size() != 0)
         std::fwrite(mBuffer.data(), 1, mBuffer.size(), mOut);
     mBuffer.clear();
@@ -54,14 +53,14 @@ void ListWriter::Flush()
 
 void ListWriter::FlushIfFull()
 {
-    if (mBuffer.size() >= kFlushBytes)
+    if (mBuffer.size() >= kFlushBytes || (mJsonOut && mJsonOut->buffer.GetSize() >= kFlushBytes))
         Flush();
 }
 
 namespace
 {
 
-void WriteJson(rapidjson::Writer<BufferStream>& ioWriter, const Cell& inCell)
+void WriteJson(rapidjson::Writer<rapidjson::StringBuffer>& ioWriter, const Cell& inCell)
 {
     switch (inCell.kind)
     {
@@ -89,19 +88,28 @@ void WriteText(fmt::memory_buffer& ioBuffer, const Cell& inCell)
     switch (inCell.kind)
     {
     case Cell::Kind::Unsigned:
-        fmt::format_to(out, "{}", inCell.u);
+    {
+        const fmt::format_int digits(inCell.u);
+        ioBuffer.append(digits.data(), digits.data() + digits.size());
         break;
+    }
     case Cell::Kind::Signed:
-        fmt::format_to(out, "{}", inCell.i);
+    {
+        const fmt::format_int digits(inCell.i);
+        ioBuffer.append(digits.data(), digits.data() + digits.size());
         break;
+    }
     case Cell::Kind::Boolean:
-        fmt::format_to(out, "{}", inCell.u != 0 ? "yes" : "no");
+    {
+        const std::string_view word = inCell.u != 0 ? "yes" : "no";
+        ioBuffer.append(word.data(), word.data() + word.size());
         break;
+    }
     case Cell::Kind::Real:
         fmt::format_to(out, "{}", inCell.d);
         break;
     case Cell::Kind::Text:
-        fmt::format_to(out, "{}", inCell.text);
+        ioBuffer.append(inCell.text.data(), inCell.text.data() + inCell.text.size());
         break;
     }
 }
@@ -177,7 +185,7 @@ void ListWriter::Finish()
     if (mJson && !mFinished)
     {
         mJsonOut->writer.EndObject();
-        mBuffer.push_back('\n');
+        mJsonOut->buffer.Put('\n');
     }
     mFinished = true;
     Flush();
