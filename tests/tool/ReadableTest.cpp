@@ -182,3 +182,23 @@ TEST(Readable, TemporalDecodesTheDependencyFlags)
     // The first frame in decode order is a key frame: it depends on nothing.
     EXPECT_EQ(records.at(0).at("dependsOnOthers"), "no") << records.at(0).dump();
 }
+
+TEST(Readable, UserDataTextIsShownAsText)
+{
+    Atom udta("udta");
+    udta.Child(Atom("\xA9nam").U16(5).U16(0).Text("Hello")).Child(Atom("cprt").Zeros(3));
+    Atom moov("moov");
+    moov.Child(Mvhd(600, 1000)).Child(Trak(TrackSpec{})).Child(udta);
+    TempFile file(Build({Ftyp(), moov, Mdat(2000)}));
+    const CommandResult run = RunTool({"info", file.Path().string(), "--json"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const json report = json::parse(run.out);
+    const json& userData = report.at("movie").at("userData");
+    ASSERT_EQ(userData.size(), 2u);
+    EXPECT_EQ(userData[0].at("size"), 9);
+    EXPECT_EQ(userData[0].at("text"), "Hello");
+    EXPECT_FALSE(userData[1].contains("text"));
+    EXPECT_EQ(userData[1].at("firstBytes"), "000000");
+    const CommandResult text = RunTool({"info", file.Path().string()});
+    EXPECT_TRUE(Contains(text.out, "type ©nam, size 9, text Hello\n")) << text.out;
+}

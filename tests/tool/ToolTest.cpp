@@ -64,8 +64,9 @@ TEST(Tool, InfoJsonGivesTheMovieFacts)
     EXPECT_EQ(movie.at("atomOffset"), Ftyp().Size());
     EXPECT_EQ(movie.at("atomSize"), bytes.size() - Ftyp().Size() - Mdat().Size());
     EXPECT_EQ(movie.at("trackCount"), 2);
-    const json expectedUserData =
-        json::parse(R"([{"type": "©nam", "size": 5}, {"type": "cprt", "size": 3}])");
+    // Type and size of each item, and its first bytes when it holds no text.
+    const json expectedUserData = json::parse(R"([{"type": "©nam", "size": 5, "firstBytes": "48656c6c6f"},
+                                                  {"type": "cprt", "size": 3, "firstBytes": "000000"}])");
     EXPECT_EQ(movie.at("userData"), expectedUserData);
     EXPECT_EQ(movie.at("bounds"), json::parse(R"({"left": 0, "top": 0, "width": 640, "height": 480})"));
     EXPECT_EQ(movie.at("metadata"), json::array());

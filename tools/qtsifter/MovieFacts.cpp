@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <iostream>
 
+#include <fmt/format.h>
+
 #include "FileFacts.h"
 #include "MK/BinaryData.h"
 #include "MetadataFacts.h"
@@ -28,6 +30,16 @@ nlohmann::ordered_json UserDataText(uint32_t inType, const MK::BinaryData& inDat
     if (length == 0 || 4 + length > inData.GetSize())
         return nullptr;
     return TextDisplay(std::string_view(reinterpret_cast<const char*>(bytes + 4), length));
+}
+
+// Up to the first 16 bytes in hex, with "..." when there are more.
+std::string HexPreview(const uint8_t* inBytes, size_t inSize)
+{
+    std::string text;
+    const size_t shown = std::min<size_t>(inSize, 16);
+    for (size_t i = 0; i < shown; ++i)
+        fmt::format_to(std::back_inserter(text), "{:02x}", inBytes[i]);
+    return shown < inSize ? text + "..." : text;
 }
 
 } // namespace
@@ -73,6 +85,8 @@ nlohmann::ordered_json MovieFactsJson(QT::IQTMovie& inMovie, const std::string& 
         nlohmann::ordered_json text = UserDataText(type, data);
         if (!text.is_null())
             item["text"] = std::move(text);
+        else if (data.GetSize() != 0)
+            item["firstBytes"] = HexPreview(data.GetData(), data.GetSize());
         userData.push_back(std::move(item));
     }
 
