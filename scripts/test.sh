@@ -52,7 +52,8 @@ build_and_test() {
         ctest --test-dir "$build" --output-on-failure -j "$jobs"
 }
 
-stage plain build_and_test "$prefix-test"
+# The plain build compiles the benchmark too, so that its warnings are caught; it is run by bench/.
+stage plain build_and_test "$prefix-test" -DQTSIFTER_BUILD_BENCH=ON
 stage sanitize build_and_test "$prefix-sanitize" -DQTSIFTER_SANITIZE=ON
 stage fuzz bash "$repo/fuzz/run.sh" "$fuzz_seconds" "$prefix-fuzz"
 
