@@ -202,3 +202,22 @@ TEST(Readable, UserDataTextIsShownAsText)
     const CommandResult text = RunTool({"info", file.Path().string()});
     EXPECT_TRUE(Contains(text.out, "type ©nam, size 9, text Hello\n")) << text.out;
 }
+
+TEST(Readable, TemporalTextShowsTheFlagsInHex)
+{
+    FfmpegMovies movies;
+    std::string why;
+    const MadeMovie* movie = movies.Get("hevc_bframes_negative_cts", &why);
+    if (movie == nullptr)
+        GTEST_SKIP() << why;
+    const CommandResult run = RunTool({"temporal", movie->path.string(), "--track", "0"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_TRUE(Contains(run.out, "decodeOffset\tbackwardReference\tforwardReference\tdependencyFlags\t"
+                                  "dependsOnOthers\tisDependedOn\tisLeading\thasRedundancy\n"))
+        << run.out;
+    // The first frame in decode order depends on nothing: flags 0x2N, "no".
+    bool found = false;
+    for (const char digit : std::string("0123456789ABCDEF"))
+        found = found || Contains(run.out, std::string("\t0x2") + digit + "\tno\t");
+    EXPECT_TRUE(found) << run.out;
+}

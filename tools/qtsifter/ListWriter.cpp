@@ -65,6 +65,7 @@ void WriteJson(rapidjson::Writer<rapidjson::StringBuffer>& ioWriter, const Cell&
     switch (inCell.kind)
     {
     case Cell::Kind::Unsigned:
+    case Cell::Kind::Hex:
         ioWriter.Uint64(inCell.u);
         break;
     case Cell::Kind::Signed:
@@ -93,6 +94,9 @@ void WriteText(fmt::memory_buffer& ioBuffer, const Cell& inCell)
         ioBuffer.append(digits.data(), digits.data() + digits.size());
         break;
     }
+    case Cell::Kind::Hex:
+        fmt::format_to(out, "0x{:02X}", inCell.u);
+        break;
     case Cell::Kind::Signed:
     {
         const fmt::format_int digits(inCell.i);

@@ -18,6 +18,7 @@ struct Cell
     enum class Kind
     {
         Unsigned,
+        Hex, // a number in JSON, "0x20" in text
         Signed,
         Boolean,
         Real,
@@ -30,6 +31,7 @@ struct Cell
     std::string_view text;
 
     static Cell Unsigned(uint64_t inValue) { return {Kind::Unsigned, inValue, 0, 0, {}}; }
+    static Cell Hex(uint64_t inValue) { return {Kind::Hex, inValue, 0, 0, {}}; }
     static Cell Signed(int64_t inValue) { return {Kind::Signed, 0, inValue, 0, {}}; }
     static Cell Boolean(bool inValue) { return {Kind::Boolean, inValue ? 1u : 0u, 0, 0, {}}; }
     static Cell Real(double inValue) { return {Kind::Real, 0, 0, inValue, {}}; }

@@ -86,7 +86,7 @@ int RunTemporal(const TemporalOptions& inOptions)
     {
         const unsigned flags = record.dependencyFlags;
         const Cell row[] = {Cell::Signed(record.decodeOffset),     Cell::Signed(record.backwardReference),
-                            Cell::Signed(record.forwardReference), Cell::Unsigned(flags),
+                            Cell::Signed(record.forwardReference), Cell::Hex(flags),
                             Cell::Text(YesNo((flags >> 4) & 3)),   Cell::Text(YesNo((flags >> 2) & 3)),
                             Cell::Text(YesNo((flags >> 6) & 3)),   Cell::Text(YesNo(flags & 3))};
         out.Row(row);
