@@ -46,6 +46,7 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/QTSifterConfig.cmake ${CMAKE_CURRENT_B
 # For hosts without CMake. The prefix is found from where the file lies, so that the package can be
 # installed to any prefix (cmake --install --prefix) and moved.
 file(RELATIVE_PATH QTSIFTER_PC_UP "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+string(REGEX REPLACE "/$" "" QTSIFTER_PC_UP "${QTSIFTER_PC_UP}")
 foreach(kind LIBDIR INCLUDEDIR)
     if(IS_ABSOLUTE "${CMAKE_INSTALL_${kind}}")
         set(QTSIFTER_PC_${kind} "${CMAKE_INSTALL_${kind}}")
