@@ -1,5 +1,9 @@
-# Installs the shared library, the public headers and a CMake package: find_package(QTSifter).
+# Installs the shared library, the public headers, a CMake package (find_package(QTSifter)) and a
+# pkg-config file (pkg-config qtsifter). The tool installs itself from tools/qtsifter.
 include(CMakePackageConfigHelpers)
+
+# The headers need C++20; consumers get it from the target rather than from flags of their own.
+target_compile_features(QTSifter INTERFACE cxx_std_20)
 
 set(QTSIFTER_PUBLIC_HEADERS
     QTSifter/Inc/IQTMovie.h
@@ -38,3 +42,17 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/QTSifterConfigVersi
     COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/QTSifterConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/QTSifterConfigVersion.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/QTSifter)
+
+# For hosts without CMake. The prefix is found from where the file lies, so that the package can be
+# installed to any prefix (cmake --install --prefix) and moved.
+file(RELATIVE_PATH QTSIFTER_PC_UP "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+string(REGEX REPLACE "/$" "" QTSIFTER_PC_UP "${QTSIFTER_PC_UP}")
+foreach(kind LIBDIR INCLUDEDIR)
+    if(IS_ABSOLUTE "${CMAKE_INSTALL_${kind}}")
+        set(QTSIFTER_PC_${kind} "${CMAKE_INSTALL_${kind}}")
+    else()
+        set(QTSIFTER_PC_${kind} "\${prefix}/${CMAKE_INSTALL_${kind}}")
+    endif()
+endforeach()
+configure_file(${CMAKE_CURRENT_LIST_DIR}/qtsifter.pc.in ${CMAKE_CURRENT_BINARY_DIR}/qtsifter.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/qtsifter.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -10,7 +10,7 @@ build="${2:-$repo/build-fuzz}"
 jobs="${JOBS:-2}"
 
 cmake -S "$repo" -B "$build" -G Ninja \
-    -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+    -DCMAKE_CXX_COMPILER=clang++ \
     -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DQTSIFTER_BUILD_FUZZ=ON -DQTSIFTER_BUILD_TESTS=OFF -DQTSIFTER_BUILD_TOOL=OFF >/dev/null
 cmake --build "$build" --target fuzz_movie -j "$jobs"

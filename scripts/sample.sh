@@ -9,7 +9,8 @@ build="${1:-$repo/build-sample}"
 bash "$repo/scripts/setup.sh"
 
 cmake -S "$repo" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DQTSIFTER_BUILD_TESTS=OFF >/dev/null
-cmake --build "$build" --target qtsifter -j "${JOBS:-2}"
+# Everything the install needs: the library, its packages and the tool.
+cmake --build "$build" -j "${JOBS:-2}"
 
 # Two seconds of H.264 video, PCM audio and a timecode track.
 movie="$build/sample.mov"
@@ -28,3 +29,6 @@ echo "\$ qtsifter info $movie --json"
 echo
 echo "\$ qtsifter samples $movie --track 0 --max 5"
 "$tool" samples "$movie" --track 0 --max 5
+echo
+echo "The tool is $tool. To install it with the library (README, \"Installing\"):"
+echo "    cmake --install $build --prefix \"\$HOME/.local\" && export PATH=\"\$HOME/.local/bin:\$PATH\""

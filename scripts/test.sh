@@ -4,6 +4,8 @@
 # Usage: scripts/test.sh
 # Builds in build-test, build-sanitize and build-fuzz in the repository; BUILD_PREFIX replaces
 # "<repository>/build" in those names, FUZZ_SECONDS the minute of fuzzing, JOBS the parallelism.
+# A compiler warning fails the build (QTSIFTER_WERROR), and any other warning that CMake or the
+# tools print fails the run, so that a new one cannot slip in.
 set -uo pipefail
 
 repo="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -14,6 +16,9 @@ logs="$prefix-logs"
 mkdir -p "$logs"
 
 bash "$repo/scripts/setup.sh" || { echo "test.sh: setup failed" >&2; exit 1; }
+
+# Seen by every configure, the fuzz build's included.
+export QTSIFTER_WERROR=ON
 
 summary=()
 failed=0
@@ -42,14 +47,29 @@ build_and_test() {
     local build="$1"
     shift
     # Debug compiles fastest; the tests need no optimiser, and the sample and benchmark builds have one.
-    cmake -S "$repo" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug "$@" &&
+    cmake -S "$repo" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DQTSIFTER_WERROR=ON "$@" &&
         cmake --build "$build" -j "$jobs" &&
         ctest --test-dir "$build" --output-on-failure -j "$jobs"
 }
 
-stage plain build_and_test "$prefix-test"
+# The plain build compiles the benchmark too, so that its warnings are caught; it is run by bench/.
+stage plain build_and_test "$prefix-test" -DQTSIFTER_BUILD_BENCH=ON
 stage sanitize build_and_test "$prefix-sanitize" -DQTSIFTER_SANITIZE=ON
 stage fuzz bash "$repo/fuzz/run.sh" "$fuzz_seconds" "$prefix-fuzz"
+
+# Warnings that -Werror does not reach: CMake's own (an unused variable, a deprecated call) and the
+# linker's.
+warnings="$(grep -h -E "warning:|CMake Warning|Manually-specified variables were not used" \
+    "$logs/plain.log" "$logs/sanitize.log" "$logs/fuzz.log" 2>/dev/null | sort -u)"
+if [ -n "$warnings" ]; then
+    summary+=("warnings: FAILED, the builds printed:")
+    while IFS= read -r line; do
+        summary+=("    $line")
+    done <<<"$warnings"
+    failed=1
+else
+    summary+=("warnings: none")
+fi
 
 echo
 echo "=== summary"

@@ -12,6 +12,14 @@
 #define TENACORE_ADDRESS_SANITIZER 1
 #endif
 
+#if defined(TENACORE_ADDRESS_SANITIZER)
+// Under the address sanitizer every block is fresh and every freed one goes back at once, so that
+// a stale pointer is caught.
+constexpr bool kRecycle = false;
+#else
+constexpr bool kRecycle = true;
+#endif
+
 namespace tenacore::allocator
 {
 
@@ -52,7 +60,7 @@ public:
     // Keeps the block, giving back the oldest kept ones to make room.
     void Give(Block inBlock)
     {
-        if (inBlock.capacity < kSmallestKept || inBlock.capacity > kMostBytesKept)
+        if (!kRecycle || inBlock.capacity < kSmallestKept || inBlock.capacity > kMostBytesKept)
             return delete[] inBlock.data;
         std::vector<Block> released;
         {
@@ -90,10 +98,8 @@ std::shared_ptr<RecycledMemory> RecycledMemory::Create(size_t inSize)
 {
     const size_t capacity = inSize == 0 ? 1 : inSize;
     Block block{nullptr, 0};
-#if !defined(TENACORE_ADDRESS_SANITIZER)
-    // Under the address sanitizer every block is fresh, so that a stale pointer is caught.
-    block = ThePool().Take(capacity);
-#endif
+    if (kRecycle)
+        block = ThePool().Take(capacity);
     if (!block.data)
         block = {new (std::nothrow) uint8_t[capacity], capacity};
     if (!block.data)
@@ -111,11 +117,7 @@ std::shared_ptr<RecycledMemory> RecycledMemory::Create(size_t inSize)
 
 RecycledMemory::~RecycledMemory()
 {
-#if defined(TENACORE_ADDRESS_SANITIZER)
-    delete[] mData;
-#else
     ThePool().Give({mData, mCapacity});
-#endif
 }
 
 } // namespace tenacore::allocator

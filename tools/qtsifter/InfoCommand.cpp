@@ -3,9 +3,13 @@
 #include <string>
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "Commands.h"
+#include "Command.h"
+#include "Failure.h"
+#include "FileFacts.h"
+#include "MediaKinds.h"
 #include "MovieFacts.h"
 #include "OpenMovie.h"
 #include "TextReport.h"
@@ -23,35 +27,64 @@ struct InfoOptions
     bool json = false;
 };
 
+// The block a reader looks at first: the file, its length in time, one line per track.
+void WriteSummary(std::ostream& ioOut, const Json& inReport)
+{
+    const Json& movie = inReport.at("movie");
+    ioOut << "file: " << inReport.at("path").get<std::string>() << "\n";
+    ioOut << "size: " << inReport.at("size").get<uint64_t>() << " bytes\n";
+    ioOut << fmt::format("duration: {:.3f} s ({} ticks at {} per second)\n",
+                         movie.at("durationSeconds").get<double>(), movie.at("duration").get<int64_t>(),
+                         movie.at("timeScale").get<uint32_t>());
+    const Json& tracks = inReport.at("tracks");
+    ioOut << "tracks: " << tracks.size() << "\n";
+    for (const Json& track : tracks)
+    {
+        const MediaKind& kind = KindNamed(track.at("kind").get<std::string>());
+        const uint32_t samples = track.at("editedSampleCount").get<uint32_t>();
+        ioOut << fmt::format("  {}: {}, {}, {:.3f} s, {} sample{}{}\n", track.at("index").get<uint64_t>(),
+                             kind.name, kind.summary(track), track.at("editedDurationSeconds").get<double>(),
+                             samples, samples == 1 ? "" : "s",
+                             track.at("enabled").get<bool>() ? "" : ", disabled");
+    }
+    if (movie.contains("fragmentNote"))
+        ioOut << "note: " << movie.at("fragmentNote").get<std::string>() << "\n";
+}
+
 int RunInfo(const InfoOptions& inOptions)
 {
-    MovieRef movie;
-    const uint32_t result = OpenMovie(inOptions.path, movie);
-    if (!movie)
-        return 1;
+    MovieRef movie = OpenMovie(inOptions.path);
 
-    nlohmann::ordered_json report;
+    Json report;
     report["path"] = inOptions.path;
-    report["result"] = result;
-    report["movie"] = MovieFactsJson(*movie);
+    report["size"] = ReadFileFacts(inOptions.path).size;
+    report["result"] = 0;
+    report["movie"] = MovieFactsJson(*movie, inOptions.path);
     report["tracks"] = TracksJson(*movie);
 
     if (inOptions.json)
-        std::cout << report.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
+        std::cout << report.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
     else
-        WriteTextReport(std::cout, report);
-    return 0;
+    {
+        WriteSummary(std::cout, report);
+        std::cout << "\ndetails:\n";
+        WriteTextReport(std::cout, report, 2);
+    }
+    return kExitSuccess;
 }
 
 } // namespace
 
-void AddInfoCommand(CLI::App& ioApp, int& ioExitCode)
+Command InfoCommand()
 {
     auto options = std::make_shared<InfoOptions>();
-    CLI::App* command = ioApp.add_subcommand("info", "Print the facts of a movie");
-    command->add_option("file", options->path, "Movie file")->required();
-    command->add_flag("--json", options->json, "Print one JSON object");
-    command->callback([options, &ioExitCode] { ioExitCode = RunInfo(*options); });
+    return {"info", "Print a movie's summary, then every fact of the movie, its metadata and its tracks",
+            [options](CLI::App& ioCommand)
+            {
+                ioCommand.add_option("file", options->path, "Movie file")->required();
+                ioCommand.add_flag("--json", options->json, "Print one JSON object");
+            },
+            [options] { return RunInfo(*options); }};
 }
 
 } // namespace qtsifter

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include <nlohmann/json.hpp>
@@ -14,7 +15,17 @@ namespace qtsifter
 // user data types ("\xA9nam") survives; other unprintable bytes become "\xNN".
 std::string FourCCDisplay(uint32_t inCode);
 
-// The movie-level facts as one JSON object: header values, atom location and user data items.
-nlohmann::ordered_json MovieFactsJson(QT::IQTMovie& inMovie);
+// Ticks over a time scale; 0 for a zero scale.
+double Seconds(uint64_t inTicks, uint32_t inTimeScale);
+
+// The movie-level facts as one JSON object: header values, atom location, user data and metadata.
+nlohmann::ordered_json MovieFactsJson(QT::IQTMovie& inMovie, const std::string& inPath);
+
+// Why the sample lists may be short: a movie with mvex, or moof atoms beside it, keeps samples in
+// fragments, which are not indexed. Empty for a movie that is not fragmented.
+std::optional<std::string> FragmentNote(const std::string& inPath, QT::IQTMovie& inMovie);
+
+// Writes the fragment note, if any, on stderr: the list on stdout stays as it is.
+void NoteFragments(const std::string& inPath, QT::IQTMovie& inMovie);
 
 } // namespace qtsifter

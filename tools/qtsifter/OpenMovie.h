@@ -10,12 +10,16 @@ namespace qtsifter
 {
 
 using MovieRef = tenacore::classref::InterfaceRef<QT::IQTMovie>;
+using TrackRef = tenacore::classref::InterfaceRef<QT::IQTTrack>;
 
-// "0xA0800001 kQTErrNotAMovie"; the name is left out for a value that has none.
-std::string ResultText(uint32_t inResult);
+// Opens a movie through the parser; throws Refusal with the library's result and the reason, as
+// far as the file system and the file's top-level atoms tell it.
+MovieRef OpenMovie(const std::string& inUTF8Path);
 
-// Opens a movie through the parser. On failure writes the path and the result to stderr and
-// leaves outMovie null. Returns the library's result.
-uint32_t OpenMovie(const std::string& inUTF8Path, MovieRef& outMovie);
+// Track inIndex of the movie; throws UsageError when the movie has no such track.
+TrackRef OpenTrack(QT::IQTMovie& inMovie, uint32_t inIndex);
+
+// Throws UsageError unless the track is a video track; inCommand names what needs one.
+void RequireVideoTrack(QT::IQTTrack& inTrack, const std::string& inCommand);
 
 } // namespace qtsifter

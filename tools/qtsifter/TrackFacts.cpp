@@ -2,11 +2,10 @@
 
 #include <string>
 
+#include "BigEndian.h"
+#include "LookThrough.h"
+#include "MediaKinds.h"
 #include "MovieFacts.h"
-#include "QTBigEndian.h"
-#include "QTFourCC.h"
-#include "QTTrack.h"
-#include "tenacore/string.h"
 
 namespace qtsifter
 {
@@ -14,63 +13,7 @@ namespace qtsifter
 namespace
 {
 
-using Json = nlohmann::ordered_json;
-
-// The stsd entry itself, for the format and size that every kind of description starts with.
-// The interface offers them only per media kind, so the tool looks through to the track class.
-const uint8_t* SampleDescriptionEntry(QT::IQTTrack& inTrack, int32_t inIndex)
-{
-    auto track = tenacore::classref::InterfaceRef<QT::QTTrack>::Query(inTrack.GetShared());
-    return track ? track->GetSampleDescription(track->Item().stsd, inIndex) : nullptr;
-}
-
-Json Dimensions(bool inPresent, float inWidth, float inHeight)
-{
-    if (!inPresent)
-        return nullptr;
-    return Json{{"width", inWidth}, {"height", inHeight}};
-}
-
-void AddImageFacts(QT::IQTTrack& inTrack, int32_t inIndex, Json& ioDescription)
-{
-    ioDescription["codec"] = FourCCDisplay(inTrack.GetVideoMediaCompressionFourCC(inIndex));
-    ioDescription["vendor"] = FourCCDisplay(inTrack.GetVideoMediaVendorFourCC(inIndex));
-    ioDescription["width"] = inTrack.GetVideoMediaWidth(inIndex);
-    ioDescription["height"] = inTrack.GetVideoMediaHeight(inIndex);
-    ioDescription["depth"] = inTrack.GetVideoMediaDepth(inIndex);
-    std::u16string name;
-    ioDescription["codecName"] = inTrack.GetVideoMediaCodecName(inIndex, name) == 0
-                                     ? Json(tenacore::string::UTF16to8(name))
-                                     : Json(nullptr);
-    uint32_t temporal = 0, spatial = 0;
-    if (inTrack.GetVideoMediaQuality(inIndex, temporal, spatial) == 0)
-    {
-        ioDescription["temporalQuality"] = temporal;
-        ioDescription["spatialQuality"] = spatial;
-    }
-    uint32_t w[8] = {};
-    if (inTrack.GetVideoMediaCleanAperture(inIndex, w[0], w[1], w[2], w[3], w[4], w[5], w[6], w[7]) == 0)
-        ioDescription["cleanAperture"] = {{"widthN", w[0]},
-                                          {"widthD", w[1]},
-                                          {"heightN", w[2]},
-                                          {"heightD", w[3]},
-                                          {"horizontalOffsetN", w[4]},
-                                          {"horizontalOffsetD", w[5]},
-                                          {"verticalOffsetN", w[6]},
-                                          {"verticalOffsetD", w[7]}};
-    uint32_t horizontal = 0, vertical = 0;
-    if (inTrack.GetVideoMediaPixelAspect(inIndex, horizontal, vertical) == 0)
-        ioDescription["pixelAspect"] = {{"horizontal", horizontal}, {"vertical", vertical}};
-    uint8_t fieldCount = 0, fieldOrdering = 0;
-    if (inTrack.GetVideoMediaFieldInfo(inIndex, fieldCount, fieldOrdering) == 0)
-        ioDescription["fieldInfo"] = {{"fieldCount", fieldCount}, {"fieldOrdering", fieldOrdering}};
-    uint32_t primaries = 0, transfer = 0, matrix = 0;
-    if (inTrack.GetVideoMediaColorInfo(inIndex, primaries, transfer, matrix) == 0)
-        ioDescription["colorInfo"] = {
-            {"primaries", primaries}, {"transferFunction", transfer}, {"matrix", matrix}};
-}
-
-Json DescriptionsJson(QT::IQTTrack& inTrack, bool inIsVideo)
+Json DescriptionsJson(QT::IQTTrack& inTrack, const MediaKind& inKind)
 {
     Json descriptions = Json::array();
     const uint32_t count = inTrack.GetSampleDescriptionCount();
@@ -81,40 +24,32 @@ Json DescriptionsJson(QT::IQTTrack& inTrack, bool inIsVideo)
             break; // the rest of a broken table cannot be reached
         Json description;
         description["index"] = index;
-        description["format"] = FourCCDisplay(QT::BE::U32(entry + 4));
-        description["size"] = QT::BE::U32(entry);
-        if (inIsVideo)
-            AddImageFacts(inTrack, int32_t(index), description);
+        description["format"] = FourCCDisplay(BE32(entry + 4));
+        description["size"] = BE32(entry);
+        if (inKind.addDescriptionFacts)
+            inKind.addDescriptionFacts(inTrack, int32_t(index), entry, description);
         descriptions.push_back(std::move(description));
     }
     return descriptions;
 }
 
-void AddVideoTrackFacts(QT::IQTTrack& inTrack, Json& ioTrack)
-{
-    float width = 0, height = 0;
-    bool present = inTrack.GetTrackCleanApertureDimensions(width, height);
-    ioTrack["cleanApertureDimensions"] = Dimensions(present, width, height);
-    present = inTrack.GetTrackProductionApertureDimensions(width, height);
-    ioTrack["productionApertureDimensions"] = Dimensions(present, width, height);
-    present = inTrack.GetTrackEncodedPixelsDimensions(width, height);
-    ioTrack["encodedPixelsDimensions"] = Dimensions(present, width, height);
-    ioTrack["allDescriptionsEquivalent"] = inTrack.GetAllImageDescriptionsEquivalent(false);
-    ioTrack["hasDeltaFrames"] = inTrack.VideoTrackContainsDeltaFrames();
-    ioTrack["hasDependencyTables"] = inTrack.VideoTrackHasDependencyTables();
-}
-
-Json TrackJson(QT::IQTTrack& inTrack)
+Json TrackJson(QT::IQTTrack& inTrack, uint32_t inMovieTimeScale)
 {
     Json track;
     const uint32_t mediaType = inTrack.GetTrackMediaType();
+    const MediaKind& kind = KindOf(mediaType);
+    const uint32_t mediaTimeScale = inTrack.GetMediaTimeScale();
     track["index"] = inTrack.GetTrackIndex();
     track["mediaType"] = FourCCDisplay(mediaType);
+    track["kind"] = kind.name;
     track["enabled"] = inTrack.IsTrackEnabled();
     track["duration"] = inTrack.GetTrackDuration();
-    track["mediaTimeScale"] = inTrack.GetMediaTimeScale();
+    track["durationSeconds"] = Seconds(inTrack.GetTrackDuration(), inMovieTimeScale);
+    track["mediaTimeScale"] = mediaTimeScale;
     track["durationInMediaTime"] = inTrack.GetTrackDurationInMediaTime();
+    track["durationInMediaTimeSeconds"] = Seconds(inTrack.GetTrackDurationInMediaTime(), mediaTimeScale);
     track["editedDuration"] = inTrack.GetEditedTrackDuration();
+    track["editedDurationSeconds"] = Seconds(inTrack.GetEditedTrackDuration(), inMovieTimeScale);
     track["editedSampleCount"] = inTrack.GetEditedSampleCount();
     track["edited"] = inTrack.IsTrackEdited();
     track["editListSupported"] = inTrack.IsEditListSupported(true);
@@ -124,13 +59,13 @@ Json TrackJson(QT::IQTTrack& inTrack)
     track["bounds"] = RectJson(inTrack.GetTrackBounds());
     track["identityTransform"] = inTrack.HasIdentityTransform();
     track["rotation"] = inTrack.GetTrackRotation();
+    track["rotationDegrees"] = inTrack.GetTrackRotation() * 90;
     track["descriptionCount"] = inTrack.GetSampleDescriptionCount();
     track["dataReferenceType"] = FourCCDisplay(inTrack.GetDataReferenceType());
     track["singleDataReference"] = inTrack.HasSingleDataReference();
-    const bool isVideo = mediaType == QT::kVideoMediaType;
-    if (isVideo)
-        AddVideoTrackFacts(inTrack, track);
-    track["descriptions"] = DescriptionsJson(inTrack, isVideo);
+    if (kind.addTrackFacts)
+        kind.addTrackFacts(inTrack, track);
+    track["descriptions"] = DescriptionsJson(inTrack, kind);
     return track;
 }
 
@@ -149,7 +84,7 @@ Json TracksJson(QT::IQTMovie& inMovie)
     {
         tenacore::classref::InterfaceRef<QT::IQTTrack> track;
         inMovie.GetIndTrack(track, index);
-        tracks.push_back(TrackJson(*track));
+        tracks.push_back(TrackJson(*track, inMovie.GetMovieTimeScale()));
     }
     return tracks;
 }

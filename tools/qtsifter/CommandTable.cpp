@@ -1,0 +1,11 @@
+#include "Command.h"
+
+namespace qtsifter
+{
+
+std::vector<Command> CommandTable()
+{
+    return {InfoCommand(), SamplesCommand(), TemporalCommand()};
+}
+
+} // namespace qtsifter

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+
+#include "IQTTrack.h"
+
+namespace qtsifter
+{
+
+// The few facts the public interface does not offer yet, read through to the library's track class.
+// Everything the tool takes from behind the interface is here, and only here.
+
+// The stsd entry inIndex of any kind of track (format and size start every kind), or null.
+const uint8_t* SampleDescriptionEntry(QT::IQTTrack& inTrack, int32_t inIndex);
+
+// Which of the tables that the temporal listing needs the track carries.
+struct DependencyTables
+{
+    bool sdtp = false;
+    bool ctts = false;
+};
+DependencyTables FindDependencyTables(QT::IQTTrack& inTrack);
+
+} // namespace qtsifter
