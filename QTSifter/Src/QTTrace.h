@@ -26,8 +26,8 @@ enum class TraceLineEnd
 // Writes one line made of inParts, ended by inEnd. Each message site has its own cache of whether
 // tracing is on, so a disabled message builds no text.
 template <class... Parts>
-void TraceLineEndedBy(tenacore::debug::TraceSiteCache& ioSite, std::string_view inCategory, TraceLineEnd inEnd,
-                      const Parts&... inParts)
+void TraceLineEndedBy(tenacore::debug::TraceSiteCache& ioSite, std::string_view inCategory,
+                      TraceLineEnd inEnd, const Parts&... inParts)
 {
     if (!ioSite.IsEnabled(inCategory, kTraceLevel))
         return;
