@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "ExerciseSoundDescriptions.h"
 #include "QTFourCC.h"
 
 namespace qtfuzz
@@ -118,7 +119,7 @@ uint64_t ExerciseTrack(QT::IQTTrack& inTrack)
         int32_t(std::min<uint32_t>(inTrack.GetSampleDescriptionCount(), kMaxDescriptions));
     for (int32_t index = -1; index <= descriptions; ++index)
         value += ExerciseImageDescription(inTrack, index);
-    return value + ExerciseVideoTables(inTrack);
+    return value + ExerciseVideoTables(inTrack) + ExerciseSoundDescriptions(inTrack);
 }
 
 } // namespace qtfuzz

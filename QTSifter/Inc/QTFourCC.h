@@ -60,6 +60,36 @@ inline constexpr uint32_t kIlstAtom = FourCC("ilst");
 inline constexpr uint32_t kDataAtom = FourCC("data");
 inline constexpr uint32_t kFreeAtom = FourCC("free");
 inline constexpr uint32_t kUuidAtom = FourCC("uuid");
+// Extension atoms of a sound description.
+inline constexpr uint32_t kWaveAtom = FourCC("wave");
+inline constexpr uint32_t kEndaAtom = FourCC("enda");
+inline constexpr uint32_t kPcmCAtom = FourCC("pcmC");
+inline constexpr uint32_t kSratAtom = FourCC("srat");
+inline constexpr uint32_t kChanAtom = FourCC("chan");
+
+// Sound data formats as files name them.
+inline constexpr uint32_t kLinearPCMFormat = FourCC("lpcm");
+inline constexpr uint32_t kLinearPCMReversedFormat = FourCC("mcpl");
+inline constexpr uint32_t kSignedBigEndianFormat = FourCC("twos");
+inline constexpr uint32_t kSignedLittleEndianFormat = FourCC("sowt");
+inline constexpr uint32_t kIntegerPCMFormat = FourCC("ipcm");
+inline constexpr uint32_t kFloatPCMFormat = FourCC("fpcm");
+
+// The normalised uncompressed sound formats. A reversed name is the little-endian form of the
+// same samples.
+inline constexpr uint32_t kAudioFormatUnsigned8 = FourCC("raw ");
+inline constexpr uint32_t kAudioFormatSigned8 = FourCC("twos");
+inline constexpr uint32_t kAudioFormatSigned16BE = FourCC("16be");
+inline constexpr uint32_t kAudioFormatSigned16LE = FourCC("16le");
+inline constexpr uint32_t kAudioFormatSigned24BE = FourCC("in24");
+inline constexpr uint32_t kAudioFormatSigned24LE = FourCC("42ni");
+inline constexpr uint32_t kAudioFormatSigned32BE = FourCC("in32");
+inline constexpr uint32_t kAudioFormatSigned32LE = FourCC("23ni");
+inline constexpr uint32_t kAudioFormatFloat32BE = FourCC("fl32");
+inline constexpr uint32_t kAudioFormatFloat32LE = FourCC("23lf");
+inline constexpr uint32_t kAudioFormatFloat64BE = FourCC("fl64");
+inline constexpr uint32_t kAudioFormatFloat64LE = FourCC("46lf");
+inline constexpr uint32_t kAudioFormatUnknown = FourCC("unkn");
 
 // Compression methods of cmov.
 inline constexpr uint32_t kZlibCompression = FourCC("zlib");

@@ -91,11 +91,11 @@ public:
     uint32_t FirstSampleDuration() const { return mFirstSampleDuration; }
     uint32_t EditedMediaDuration() const { return mEditedMediaDuration; }
 
-    // The track's atoms, fetched afresh.
+    // The track's atoms, fetched afresh, and the buffer they point into.
     const TrackItem& Item() const { return mMooVAtom->GetTrackItem(mTrackIndex); }
+    ByteRange Bytes() const { return mMooVAtom->Bytes(); }
 
 protected:
-    ByteRange Bytes() const { return mMooVAtom->Bytes(); }
     TableAtom Table(const uint8_t* inAtom) const { return TableAtom(inAtom, Bytes()); }
     int64_t GetMediaDuration() const;
 

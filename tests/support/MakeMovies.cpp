@@ -8,6 +8,7 @@
 #include <zlib.h>
 
 #include "AtomBuilder.h"
+#include "SoundAtoms.h"
 
 using namespace qttest;
 
@@ -77,6 +78,20 @@ Bytes CompressedMovie(const Bytes& inMoov)
     return Build({Ftyp(), Atom("moov").Child(cmov), Mdat()});
 }
 
+// A movie of one sound track whose only description is inEntry.
+Bytes SoundMovie(const Atom& inEntry)
+{
+    TrackSpec sound;
+    sound.handler = Code("soun");
+    sound.mediaTimeScale = 48000;
+    sound.width = 0;
+    sound.height = 0;
+    sound.timeToSample = {{.sampleCount = 4096, .duration = 1}};
+    std::vector<Atom> tables = BasicSampleTables(sound.timeToSample);
+    tables[0] = StsdOf({inEntry});
+    return MovieWith({TrakWith(sound, tables)});
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -99,6 +114,15 @@ int main(int argc, char** argv)
         {"builder-header64.mov", Build({Ftyp(), header64, Mdat()})},
         {"builder-moov-first.mov", Build({Free(8), moovFirst, Atom("mdat").Zeros(32).Extended()})},
         {"builder-compressed.mov", CompressedMovie(RichMoov().Build())},
+        // One of each layout of sound description, with the extension atoms each reads.
+        {"builder-sound-v0.mov",
+         SoundMovie(SoundDescription({.format = Code("ipcm"), .version = 0, .sampleSize = 24},
+                                     {PcmC(1, 24), Srat(96000)}))},
+        {"builder-sound-v1.mov",
+         SoundMovie(SoundDescription({.format = Code("in24"), .channels = 6, .sampleSize = 24},
+                                     {Wave({Enda(1)}), Chan(0x007A0006)}))},
+        {"builder-sound-v2.mov",
+         SoundMovie(SoundDescription2({.channels = 6}, {Chan(0, 0, {1, 2, 3, 4, 5, 6})}))},
     };
     for (const auto& [name, bytes] : movies)
     {
