@@ -9,6 +9,7 @@ set(QTSIFTER_PUBLIC_HEADERS
     QTSifter/Inc/IQTMovie.h
     QTSifter/Inc/IQTSifter.h
     QTSifter/Inc/IQTTrack.h
+    QTSifter/Inc/QTAudio.h
     QTSifter/Inc/QTExport.h
     QTSifter/Inc/QTFileProvider.h
     QTSifter/Inc/QTFourCC.h

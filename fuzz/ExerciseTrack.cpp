@@ -6,6 +6,7 @@
 
 #include "ExerciseSoundDescriptions.h"
 #include "QTFourCC.h"
+#include "tenacore/config.h"
 
 namespace qtfuzz
 {
@@ -108,6 +109,48 @@ uint64_t ExerciseVideoTables(QT::IQTTrack& inTrack)
     return value;
 }
 
+// The audio accessors of one description; on another kind of track each raises the contract error,
+// which a host that asks by mistake meets as this does.
+uint64_t ExerciseSoundDescription(QT::IQTTrack& inTrack, uint32_t inIndex)
+{
+    uint64_t value = 0;
+    try
+    {
+        value +=
+            inTrack.GetAudioMediaSampleRate(inIndex) + uint64_t(inTrack.GetAudioMediaNumChannels(inIndex)) +
+            uint64_t(inTrack.GetAudioMediaBitsPerSample(inIndex)) +
+            inTrack.GetAudioMediaPackedBitsPerSample(inIndex) + inTrack.GetAudioMediaDataFormat(inIndex) +
+            (inTrack.IsAudioMediaUncompressed(inIndex) ? 1 : 0) + inTrack.GetAudioMediaRawDataFormat(inIndex);
+        std::vector<int32_t> map;
+        bool unsupported = false;
+        value += (inTrack.GetMultiChannelMap(inIndex, map, unsupported) ? 1 : 0) + map.size() +
+                 (unsupported ? 1 : 0);
+    }
+    catch (const tenacore::config::Error&)
+    {
+        ++value;
+    }
+    return value;
+}
+
+uint64_t ExerciseAudioRangeMap(QT::IQTTrack& inTrack)
+{
+    uint64_t value = 0;
+    for (bool keyByFileOffset : {false, true})
+    {
+        try
+        {
+            QT::AudioSampleRangeMap map;
+            value += inTrack.MakeAudioSampleRangeMap(map, keyByFileOffset) + map.size();
+        }
+        catch (const tenacore::config::Error&)
+        {
+            ++value;
+        }
+    }
+    return value;
+}
+
 } // namespace
 
 uint64_t ExerciseTrack(QT::IQTTrack& inTrack)
@@ -118,7 +161,9 @@ uint64_t ExerciseTrack(QT::IQTTrack& inTrack)
     const int32_t descriptions =
         int32_t(std::min<uint32_t>(inTrack.GetSampleDescriptionCount(), kMaxDescriptions));
     for (int32_t index = -1; index <= descriptions; ++index)
-        value += ExerciseImageDescription(inTrack, index);
+        value +=
+            ExerciseImageDescription(inTrack, index) + ExerciseSoundDescription(inTrack, uint32_t(index));
+    value += ExerciseAudioRangeMap(inTrack);
     return value + ExerciseVideoTables(inTrack) + ExerciseSoundDescriptions(inTrack);
 }
 

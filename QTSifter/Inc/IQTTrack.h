@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "MK/BinaryData.h"
+#include "QTAudio.h"
 #include "QTExport.h"
 #include "QTRect.h"
 #include "QTVideo.h"
@@ -102,6 +103,25 @@ public:
     virtual bool IsVideoSampleReferenced(uint32_t inSampleIndex) = 0;
     // Decode order and references of every frame, by display order.
     virtual uint32_t MakeVideoTemporalReferenceTable(std::vector<VideoTemporalReference>& outTable) = 0;
+
+    // Sound descriptions of an audio track, by description index. On another kind of track each
+    // violates the contract and raises. An index with no description gives 0, "unkn" or false.
+    virtual uint32_t GetAudioMediaSampleRate(uint32_t inIndex) = 0;
+    virtual int16_t GetAudioMediaNumChannels(uint32_t inIndex) = 0;
+    virtual int16_t GetAudioMediaBitsPerSample(uint32_t inIndex) = 0;
+    // The bits a sample occupies, which may be more than it carries.
+    virtual uint32_t GetAudioMediaPackedBitsPerSample(uint32_t inIndex) = 0;
+    // One of the twelve uncompressed formats ("raw ", "twos", "16be", "16le", "in24", "42ni",
+    // "in32", "23ni", "fl32", "23lf", "fl64", "46lf"), "unkn", or a compressed format as it stands.
+    virtual uint32_t GetAudioMediaDataFormat(uint32_t inIndex) = 0;
+    virtual bool IsAudioMediaUncompressed(uint32_t inIndex) = 0;
+    // The format as the file names it.
+    virtual uint32_t GetAudioMediaRawDataFormat(uint32_t inIndex) = 0;
+    // The edited span of a track of constant-size frames as runs of frames in the file, added to
+    // outMap under their file offset or their position.
+    virtual uint32_t MakeAudioSampleRangeMap(AudioSampleRangeMap& outMap, bool inKeyByFileOffset) = 0;
+    // For left, right, centre, LFE, left and right surround, the file channel that holds each.
+    virtual bool GetMultiChannelMap(uint32_t inIndex, std::vector<int32_t>& outMap, bool& outUnsupported) = 0;
 
     // The track's own user data item of inType.
     virtual bool GetUserDataItem(uint32_t inType, MK::BinaryData& outData) = 0;

@@ -69,6 +69,16 @@ public:
     bool VideoTrackContainsIndependentSamples() override;
     bool IsVideoSampleReferenced(uint32_t inSampleIndex) override;
     uint32_t MakeVideoTemporalReferenceTable(std::vector<VideoTemporalReference>& outTable) override;
+
+    uint32_t GetAudioMediaSampleRate(uint32_t inIndex) override;
+    int16_t GetAudioMediaNumChannels(uint32_t inIndex) override;
+    int16_t GetAudioMediaBitsPerSample(uint32_t inIndex) override;
+    uint32_t GetAudioMediaPackedBitsPerSample(uint32_t inIndex) override;
+    uint32_t GetAudioMediaDataFormat(uint32_t inIndex) override;
+    bool IsAudioMediaUncompressed(uint32_t inIndex) override;
+    uint32_t GetAudioMediaRawDataFormat(uint32_t inIndex) override;
+    uint32_t MakeAudioSampleRangeMap(AudioSampleRangeMap& outMap, bool inKeyByFileOffset) override;
+    bool GetMultiChannelMap(uint32_t inIndex, std::vector<int32_t>& outMap, bool& outUnsupported) override;
     bool GetUserDataItem(uint32_t inType, MK::BinaryData& outData) override;
     uint32_t GetDataReferenceType() override;
     bool HasSingleDataReference() override;
@@ -101,6 +111,8 @@ protected:
 
 private:
     [[nodiscard]] bool IsVideoOrReport(const char* inFunction);
+    void RequireAudio(const char* inFunction);
+    const uint8_t* SoundDescriptionEntry(uint32_t inIndex);
     const uint8_t* ImageDescription(int32_t inIndex);
     [[nodiscard]] bool FindExtension(int32_t inIndex, uint32_t inType, uint32_t inAtomSize,
                                      size_t inPayloadBytes, const uint8_t*& outPayload);

@@ -64,4 +64,28 @@ Atom Chan(uint32_t inLayoutTag, uint32_t inBitmap, const std::vector<uint32_t>& 
     return chan;
 }
 
+Atom Co64(const std::vector<uint64_t>& inOffsets)
+{
+    Atom co64("co64");
+    co64.FullHeader().U32(uint32_t(inOffsets.size()));
+    for (uint64_t offset : inOffsets)
+        co64.U64(offset);
+    return co64;
+}
+
+Atom SoundTrakWith(const std::vector<Atom>& inDescriptions, const std::vector<Atom>& inTables,
+                   const std::vector<ElstEntry>& inEdits, uint32_t inDuration)
+{
+    TrackSpec sound;
+    sound.handler = Code("soun");
+    sound.mediaTimeScale = 600;
+    sound.trackDuration = inDuration;
+    sound.mediaDuration = inDuration;
+    sound.width = 0;
+    sound.height = 0;
+    std::vector<Atom> tables = {StsdOf(inDescriptions), Stsz(1, {}, 0)};
+    tables.insert(tables.end(), inTables.begin(), inTables.end());
+    return TrakWith(sound, tables, inEdits);
+}
+
 } // namespace qttest

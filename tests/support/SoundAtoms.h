@@ -46,4 +46,12 @@ Atom Srat(uint32_t inRate);
 // chan with a layout tag, a bitmap and channel descriptions of the given labels.
 Atom Chan(uint32_t inLayoutTag, uint32_t inBitmap = 0, const std::vector<uint32_t>& inLabels = {});
 
+// co64 of the given offsets.
+Atom Co64(const std::vector<uint64_t>& inOffsets);
+
+// A sound track at 600 ticks a second (the movie's scale) of inDuration ticks, whose stsd holds
+// inDescriptions and whose stbl holds them and inTables (stts, stsc, chunk offsets and the like).
+Atom SoundTrakWith(const std::vector<Atom>& inDescriptions, const std::vector<Atom>& inTables,
+                   const std::vector<ElstEntry>& inEdits = {}, uint32_t inDuration = 1000);
+
 } // namespace qttest

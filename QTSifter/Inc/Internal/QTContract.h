@@ -37,10 +37,13 @@ inline constexpr ContractSite kChunkOffsetEntry{"QTSifter/Inc/QTShared", 25, "Ch
 // The video accessors: each reports under its own name and gives its wrong-type value.
 inline constexpr ContractSite kVideoMediaType{"QTSifter/Src/QTTrack_Video", 71, nullptr, "false",
                                               "Invalid Video Media Type"};
+// The audio accessors: reported, then raised, so that nothing behind the check runs.
+inline constexpr ContractSite kAudioMediaType{"QTSifter/Src/QTTrack_Audio", 119, nullptr,
+                                              "GetTrackMediaType() == kAudioMediaType"};
 
 // Every site, for the test that triggers each.
-inline constexpr const ContractSite* kAll[] = {&kGetTrackItem, &kGetUserData, &kGetIndTrack,
-                                               &kChunkOffsetEntry, &kVideoMediaType};
+inline constexpr const ContractSite* kAll[] = {&kGetTrackItem,     &kGetUserData,    &kGetIndTrack,
+                                               &kChunkOffsetEntry, &kVideoMediaType, &kAudioMediaType};
 
 } // namespace ContractSites
 
