@@ -266,6 +266,11 @@ std::vector<PcmCase> PcmCases()
     return cases;
 }
 
+void PrintTo(const PcmCase& inCase, std::ostream* outStream)
+{
+    *outStream << inCase.codec << " at " << inCase.rate << " Hz";
+}
+
 class RealAudioPcm : public RealAudioBase, public ::testing::WithParamInterface<PcmCase>
 {
 };
@@ -346,6 +351,11 @@ std::string LayoutCaseName(const LayoutCase& inCase)
     name.erase(std::remove_if(name.begin(), name.end(), [](char c) { return c == '(' || c == ')'; }),
                name.end());
     return name + "_v" + std::to_string(inCase.version);
+}
+
+void PrintTo(const LayoutCase& inCase, std::ostream* outStream)
+{
+    *outStream << inCase.layout << " in a version " << inCase.version << " entry";
 }
 
 class RealAudioChannels : public RealAudioBase, public ::testing::WithParamInterface<LayoutCase>
@@ -588,6 +598,40 @@ TEST_F(RealAudioRanges, TrimmedCopyCoversTheEditsSpan)
     ASSERT_FALSE(edited.empty());
     EXPECT_EQ(edited.front().pts, -edit->mediaTime + int64_t(media.front().pts));
     EXPECT_EQ(edited.front().pos + uint64_t(-edited.front().pts) * bytesPerFrame, firstOffset);
+}
+
+// With no video to interleave, ffmpeg puts the whole second of stereo audio into one chunk, which
+// ffprobe reads as several packets; the library gives the chunk as one entry.
+class RealAudioChunks : public RealAudioBase
+{
+};
+
+TEST_F(RealAudioChunks, OneLongChunkCoversFfprobesSplitPackets)
+{
+    MakeAndOpen("s16le_stereo_1s", ToneInput(8000, "1") + " -ac 2 -c:a pcm_s16le");
+    if (IsSkipped() || HasFatalFailure())
+        return;
+    const uint64_t bytesPerFrame = 4;
+    ASSERT_EQ(track->GetAudioMediaNumChannels(0), 2);
+    ASSERT_EQ(track->GetAudioMediaBitsPerSample(0), 16);
+
+    const nlohmann::json report = Ffprobe(ownPath, true);
+    std::vector<ByteRun> probed;
+    uint64_t probedFrames = 0;
+    for (const ProbedPacket& packet : PacketsOf(report, 0))
+    {
+        probed.push_back({packet.pos, packet.size});
+        probedFrames += packet.size / bytesPerFrame;
+    }
+    ASSERT_GT(probed.size(), 1u) << "ffprobe should split the chunk";
+    EXPECT_EQ(probedFrames, 8000u);
+
+    QT::AudioSampleRangeMap map;
+    ASSERT_EQ(track->MakeAudioSampleRangeMap(map, true), QT::kQTSuccess);
+    ASSERT_LT(map.size(), probed.size()) << "one entry a chunk, not a packet";
+    EXPECT_EQ(Merged(RunsOfMap(map, bytesPerFrame)), Merged(probed));
+    const auto& last = *map.rbegin();
+    EXPECT_EQ(last.second.mPosition + last.second.mSampleCount, probedFrames);
 }
 
 } // namespace
