@@ -283,6 +283,35 @@ TEST_F(ToolAudio, AudioMapOfAacIsRefusedWithTheReason)
     EXPECT_TRUE(Contains(run.err, "vary in duration")) << run.err;
 }
 
+TEST_F(ToolAudio, AudioMapOfATrackWithThreeEditsIsRefusedWithTheReason)
+{
+    TrackSpec sound;
+    sound.handler = Code("soun");
+    Atom moov("moov");
+    moov.Child(Mvhd(600, 1000))
+        .Child(TrakWithEdits(sound, Elst({{.duration = 300, .mediaTime = 0},
+                                          {.duration = 300, .mediaTime = 100},
+                                          {.duration = 400, .mediaTime = 200}})));
+    TempFile file(Build({Ftyp(), moov, Mdat()}));
+    const CommandResult run = RunTool({"audio-map", file.Path().string(), "--track", "0"});
+    EXPECT_EQ(run.exitCode, 1) << run.err;
+    EXPECT_EQ(run.out, "");
+    EXPECT_TRUE(Contains(run.err, "0xA0800005 kQTErrComplexEditList")) << run.err;
+    EXPECT_TRUE(Contains(run.err, "the edit list is not one edit at normal rate")) << run.err;
+}
+
+TEST_F(ToolAudio, AudioMapOfADescriptionWithoutWholeFramesIsRefusedWithItsSizes)
+{
+    // The builder's sample description is not a sound one, so it reads as 0 channels of 0 bits.
+    TempFile file(VideoAndSound());
+    const CommandResult run = RunTool({"audio-map", file.Path().string(), "--track", "1"});
+    EXPECT_EQ(run.exitCode, 1) << run.err;
+    EXPECT_EQ(run.out, "");
+    EXPECT_TRUE(Contains(run.err, "0xA0800006 kQTErrUnsupportedAudio")) << run.err;
+    EXPECT_TRUE(Contains(run.err, "gives 0 channels of 0 bits")) << run.err;
+    EXPECT_FALSE(Contains(run.err, "vary in duration")) << run.err;
+}
+
 TEST_F(ToolAudio, AudioMapOfAVideoTrackIsAUsageError)
 {
     TempFile file(VideoAndSound());
