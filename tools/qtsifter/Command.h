@@ -29,5 +29,6 @@ std::vector<Command> CommandTable();
 Command InfoCommand();
 Command SamplesCommand();
 Command TemporalCommand();
+Command AudioMapCommand();
 
 } // namespace qtsifter

@@ -5,7 +5,7 @@ namespace qtsifter
 
 std::vector<Command> CommandTable()
 {
-    return {InfoCommand(), SamplesCommand(), TemporalCommand()};
+    return {InfoCommand(), SamplesCommand(), TemporalCommand(), AudioMapCommand()};
 }
 
 } // namespace qtsifter

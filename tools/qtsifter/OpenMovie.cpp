@@ -93,4 +93,12 @@ void RequireVideoTrack(QT::IQTTrack& inTrack, const std::string& inCommand)
                                      inTrack.GetTrackIndex(), KindOf(type).name, inCommand));
 }
 
+void RequireSoundTrack(QT::IQTTrack& inTrack, const std::string& inCommand)
+{
+    const uint32_t type = inTrack.GetTrackMediaType();
+    if (type != QT::kAudioMediaType)
+        throw UsageError(fmt::format("track {} is {}, not sound; {} reads sound tracks",
+                                     inTrack.GetTrackIndex(), KindOf(type).name, inCommand));
+}
+
 } // namespace qtsifter

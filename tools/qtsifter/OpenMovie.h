@@ -21,5 +21,7 @@ TrackRef OpenTrack(QT::IQTMovie& inMovie, uint32_t inIndex);
 
 // Throws UsageError unless the track is a video track; inCommand names what needs one.
 void RequireVideoTrack(QT::IQTTrack& inTrack, const std::string& inCommand);
+// Throws UsageError unless the track is a sound track; the audio queries raise on any other.
+void RequireSoundTrack(QT::IQTTrack& inTrack, const std::string& inCommand);
 
 } // namespace qtsifter

@@ -1,45 +1,72 @@
-#include <cstring>
+#include <string>
+#include <vector>
 
 #include <fmt/format.h>
 
-#include "BigEndian.h"
 #include "MediaKinds.h"
+#include "MovieFacts.h"
 
 namespace qtsifter
 {
 
-void AddSoundDescriptionFacts(QT::IQTTrack&, int32_t, const uint8_t* inEntry, Json& ioDescription)
+namespace
 {
-    // The sound description's version decides where the rate and channel count stand: 16.16 fixed
-    // in versions 0 and 1, a 64-bit float from version 2 on.
-    const uint32_t size = BE32(inEntry);
-    if (size < 36)
-        return;
-    const uint16_t version = BE16(inEntry + 16);
-    if (version < 2)
-    {
-        ioDescription["channels"] = BE16(inEntry + 24);
-        ioDescription["sampleRate"] = double(BE32(inEntry + 32)) / 65536.0;
-    }
-    else if (size >= 52)
-    {
-        const uint64_t bits = BE64(inEntry + 40);
-        double rate = 0;
-        static_assert(sizeof rate == sizeof bits);
-        std::memcpy(&rate, &bits, sizeof rate);
-        ioDescription["channels"] = BE32(inEntry + 48);
-        ioDescription["sampleRate"] = rate;
-    }
+
+// The twelve uncompressed codes the library normalises to, in words; other codes are compressed
+// formats and are shown by their fourcc.
+struct PcmName
+{
+    const char* code;
+    const char* words;
+};
+
+constexpr PcmName kPcmNames[] = {
+    {"raw ", "PCM 8-bit unsigned"},  {"twos", "PCM 8-bit signed"},    {"16be", "PCM 16-bit BE"},
+    {"16le", "PCM 16-bit LE"},       {"in24", "PCM 24-bit BE"},       {"42ni", "PCM 24-bit LE"},
+    {"in32", "PCM 32-bit BE"},       {"23ni", "PCM 32-bit LE"},       {"fl32", "PCM 32-bit float BE"},
+    {"23lf", "PCM 32-bit float LE"}, {"fl64", "PCM 64-bit float BE"}, {"46lf", "PCM 64-bit float LE"},
+};
+
+std::string FormatWords(const std::string& inCode)
+{
+    for (const PcmName& name : kPcmNames)
+        if (inCode == name.code)
+            return name.words;
+    if (inCode == "unkn")
+        return "unknown format";
+    return inCode;
+}
+
+} // namespace
+
+void AddSoundDescriptionFacts(QT::IQTTrack& inTrack, int32_t inIndex, const uint8_t*, Json& ioDescription)
+{
+    // Every fact from the library, which knows the three description versions and their
+    // extension atoms; "format" is its normalised code, "rawFormat" the entry's own.
+    const auto index = uint32_t(inIndex);
+    ioDescription["format"] = FourCCDisplay(inTrack.GetAudioMediaDataFormat(index));
+    ioDescription["rawFormat"] = FourCCDisplay(inTrack.GetAudioMediaRawDataFormat(index));
+    ioDescription["sampleRate"] = inTrack.GetAudioMediaSampleRate(index);
+    ioDescription["channels"] = inTrack.GetAudioMediaNumChannels(index);
+    ioDescription["bitsPerSample"] = inTrack.GetAudioMediaBitsPerSample(index);
+    ioDescription["packedBitsPerSample"] = inTrack.GetAudioMediaPackedBitsPerSample(index);
+    ioDescription["uncompressed"] = inTrack.IsAudioMediaUncompressed(index);
+    std::vector<int32_t> map;
+    bool unsupported = false;
+    if (inTrack.GetMultiChannelMap(index, map, unsupported))
+        ioDescription["channelMap"] = {{"channels", map}, {"unsupported", unsupported}};
 }
 
 std::string SoundSummary(const Json& inTrack)
 {
-    std::string text = FormatSummary(inTrack);
     const Json& descriptions = inTrack.at("descriptions");
-    if (!descriptions.empty() && descriptions[0].contains("sampleRate"))
-        text += fmt::format(" {} Hz, {} channel{}", descriptions[0].at("sampleRate").get<double>(),
-                            descriptions[0].at("channels").get<uint32_t>(),
-                            descriptions[0].at("channels").get<uint32_t>() == 1 ? "" : "s");
+    if (descriptions.empty())
+        return "no sample description";
+    const Json& first = descriptions[0];
+    std::string text = FormatWords(first.at("format").get<std::string>());
+    if (first.contains("sampleRate"))
+        text += fmt::format(", {} Hz, {} ch", first.at("sampleRate").get<uint32_t>(),
+                            first.at("channels").get<int32_t>());
     return text;
 }
 
