@@ -1,12 +1,15 @@
 // Times opening a day-long movie, and opening it plus listing every video sample, with QTSifter and
-// with libavformat side by side; then measures the peak memory of each side in its own process.
+// with libavformat side by side; then a day of PCM audio: QTSifter's audio sample range map against
+// libavformat's open and a walk of the audio stream's index. Each side's peak memory is measured in
+// a process of its own.
 //
 // Usage: qtsifter_open_bench [--movie-dir=DIR] [--seconds=N] [--repetitions=N] [--benchmark_...]
-//   --movie-dir  where the generated movie is kept (env QTSIFTER_BENCH_DIR; default: the build folder)
-//   --seconds    length of the generated movie (env QTSIFTER_BENCH_SECONDS; default 86400, a day)
+//   --movie-dir  where the generated movies are kept (env QTSIFTER_BENCH_DIR; default: the build folder)
+//   --seconds    length of the generated movies (env QTSIFTER_BENCH_SECONDS; default 86400, a day)
 //   --repetitions  most repetitions of each benchmark (default 5; fewer for a call that takes long)
-// The last line printed is "speedup_open=X.X speedup_table=Y.Y", each libavformat's median wall time
-// over QTSifter's; a ratio below 1 is printed with three decimals.
+// Only the movies that the benchmarks left by --benchmark_filter need are made and measured.
+// The last line printed is "speedup_open=X.X speedup_table=Y.Y speedup_audio=Z.Z", each libavformat's
+// median wall time over QTSifter's (0 for one not run); a ratio below 1 is printed with three decimals.
 
 #include <algorithm>
 #include <chrono>
@@ -16,6 +19,7 @@
 #include <cstring>
 #include <filesystem>
 #include <map>
+#include <regex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,7 +36,9 @@ extern "C"
 #include <libavutil/log.h>
 }
 
+#include "AudioMovieWriter.h"
 #include "IQTSifter.h"
+#include "QTAudio.h"
 #include "QTFourCC.h"
 #include "QTResultCodes.h"
 #include "tenacore/string.h"
@@ -57,6 +63,7 @@ struct Options
     int repetitions = 5;
     std::string peakChild; // set only in a child that measures one side's memory
     std::string movie;
+    std::string filter; // Google Benchmark's --benchmark_filter, read and left for it
 };
 
 double Seconds(std::chrono::steady_clock::duration inSpan)
@@ -165,6 +172,24 @@ uint32_t QTSifterTable(const std::u16string& inPath, bool inIgnoreEdits, Records
     return track->MakeVideoSampleTable(false, inIgnoreEdits, outRecords, &variable);
 }
 
+// Opens the movie and maps the whole sound track's ranges, keyed by position; 0 or the failing code.
+uint32_t QTSifterAudioMap(const std::u16string& inPath, QT::AudioSampleRangeMap& outMap)
+{
+    MovieRef movie;
+    uint32_t result = OpenQTSifter(inPath, movie);
+    if (result != QT::kQTSuccess)
+        return result;
+    const uint32_t count = movie->GetTrackCount();
+    for (uint32_t index = 0; index < count; ++index)
+    {
+        TrackRef track;
+        movie->GetIndTrack(track, index);
+        if (track && track->GetTrackMediaType() == QT::kAudioMediaType)
+            return track->MakeAudioSampleRangeMap(outMap, false);
+    }
+    return QT::kQTErrBadSampleTable;
+}
+
 // libavformat's side: the same records from the video stream's index.
 
 bool AVFormatTable(const std::string& inPath, bool inIgnoreEdits, bool inWalkIndex, Records& outRecords,
@@ -207,6 +232,33 @@ bool AVFormatTable(const std::string& inPath, bool inIgnoreEdits, bool inWalkInd
     return stream != nullptr;
 }
 
+// libavformat's audio side: open, then read every index entry of the audio stream. Its index holds
+// one entry a chunk of up to 1024 frames, as the range map does; the sums keep the reads from being
+// optimised away. -1 when the movie does not open or has no audio stream, else the entry count.
+long long AVFormatAudioIndex(const std::string& inPath, uint64_t& outBytes)
+{
+    AVFormatContext* context = nullptr;
+    if (avformat_open_input(&context, inPath.c_str(), nullptr, nullptr) < 0)
+        return -1;
+    long long count = -1;
+    outBytes = 0;
+    for (unsigned index = 0; index < context->nb_streams; ++index)
+    {
+        AVStream* stream = context->streams[index];
+        if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
+            continue;
+        count = avformat_index_get_entries_count(stream);
+        for (int entry = 0; entry < count; ++entry)
+        {
+            const AVIndexEntry* item = avformat_index_get_entry(stream, entry);
+            outBytes += uint64_t(item->size) + uint64_t(item->pos & 1) + uint64_t(item->timestamp & 1);
+        }
+        break;
+    }
+    avformat_close_input(&context);
+    return count;
+}
+
 // The peak-memory child: does one side's work once and prints what it found.
 
 int RunPeakChild(const Options& inOptions)
@@ -228,6 +280,17 @@ int RunPeakChild(const Options& inOptions)
     {
         if (QTSifterTable(path16, false, records) == QT::kQTSuccess)
             count = (long long)records.size();
+    }
+    else if (mode == "qtsifter-audio")
+    {
+        QT::AudioSampleRangeMap map;
+        if (QTSifterAudioMap(path16, map) == QT::kQTSuccess)
+            count = (long long)map.size();
+    }
+    else if (mode == "avformat-audio")
+    {
+        uint64_t bytes = 0;
+        count = AVFormatAudioIndex(inOptions.movie, bytes);
     }
     else if (mode == "avformat-open" || mode == "avformat-index")
     {
@@ -365,11 +428,34 @@ Options ParseOptions(int& ioArgc, char** ioArgv)
         else if (TakeOption(arg, "--movie=", value))
             options.movie = value;
         else
+        {
+            if (TakeOption(arg, "--benchmark_filter=", value))
+                options.filter = value;
             ioArgv[kept++] = ioArgv[index];
+        }
     }
     ioArgc = kept;
     ioArgv[kept] = nullptr;
     return options;
+}
+
+// Whether Google Benchmark's filter keeps a benchmark of this name: a regular expression searched
+// for in the name, "all" or nothing for every one, a leading '-' for those it does not match.
+bool Selected(const std::string& inFilter, const std::string& inName)
+{
+    if (inFilter.empty() || inFilter == "all")
+        return true;
+    const bool negative = inFilter[0] == '-';
+    try
+    {
+        const bool hit = std::regex_search(
+            inName, std::regex(negative ? inFilter.substr(1) : inFilter, std::regex::extended));
+        return hit != negative;
+    }
+    catch (const std::regex_error&)
+    {
+        return true; // Google Benchmark reports a bad expression itself
+    }
 }
 
 double MiB(double inBytes)
@@ -395,26 +481,57 @@ int main(int argc, char** argv)
         return 2;
     }
 
+    bool wantVideo = false;
+    for (const char* name : {"qtsifter_open", "qtsifter_open_table", "qtsifter_open_table_ignore_edits",
+                             "avformat_open", "avformat_open_index", "avformat_open_index_ignore_edits"})
+        wantVideo = wantVideo || Selected(options.filter, name);
+    const bool wantAudio = Selected(options.filter, "qtsifter_open_audio_map") ||
+                           Selected(options.filter, "avformat_open_audio_index");
+
     const std::string movie =
         options.movieDir + "/qtsifter-bench-" + std::to_string(options.seconds) + "s.mov";
-    if (!std::filesystem::exists(movie) && !MakeMovie(options, movie))
+    if (wantVideo && !std::filesystem::exists(movie) && !MakeMovie(options, movie))
     {
         std::fprintf(stderr, "cannot make %s with ffmpeg\n", movie.c_str());
         return 1;
     }
+    // Written afresh on every run: it takes a second, and a changed writer can then never leave a
+    // stale movie behind.
+    const bench::AudioMovieLayout audioLayout = bench::AudioLayoutForSeconds(options.seconds);
+    const std::string audioMovie =
+        options.movieDir + "/qtsifter-bench-audio-" + std::to_string(options.seconds) + "s.mov";
+    if (wantAudio)
+    {
+        const auto start = std::chrono::steady_clock::now();
+        std::error_code error;
+        std::filesystem::create_directories(options.movieDir, error);
+        if (!bench::WriteAudioMovie(audioMovie + ".part", audioLayout))
+        {
+            std::fprintf(stderr, "cannot write %s: %s\n", audioMovie.c_str(), std::strerror(errno));
+            return 1;
+        }
+        std::filesystem::rename(audioMovie + ".part", audioMovie);
+        std::printf("wrote %s in %.1f s\n", audioMovie.c_str(),
+                    Seconds(std::chrono::steady_clock::now() - start));
+    }
     av_log_set_level(AV_LOG_ERROR);
     const std::u16string movie16 = tenacore::string::UTF8to16(movie);
+    const std::u16string audioMovie16 = tenacore::string::UTF8to16(audioMovie);
 
     // Where the movie atom lies and how large it is, read once before anything is timed.
-    MovieRef probe;
-    if (OpenQTSifter(movie16, probe) != QT::kQTSuccess)
+    uint64_t moovOffset = 0;
+    uint32_t moovSize = 0;
+    if (wantVideo)
     {
-        std::fprintf(stderr, "QTSifter cannot open %s\n", movie.c_str());
-        return 1;
+        MovieRef probe;
+        if (OpenQTSifter(movie16, probe) != QT::kQTSuccess)
+        {
+            std::fprintf(stderr, "QTSifter cannot open %s\n", movie.c_str());
+            return 1;
+        }
+        moovOffset = probe->GetMovieAtomOffset();
+        moovSize = probe->GetMovieAtomSize();
     }
-    const uint64_t moovOffset = probe->GetMovieAtomOffset();
-    const uint32_t moovSize = probe->GetMovieAtomSize();
-    probe.Reset();
 
     // Peak memory first, while this process is small (see MeasurePeak).
     char selfPath[4096];
@@ -423,13 +540,28 @@ int main(int argc, char** argv)
         return 1;
     const std::string self(selfPath, size_t(selfLength));
     std::printf("measuring peak memory, one child process each...\n");
-    const PeakResult idlePeak = MeasurePeak(self, "idle", movie);
-    const PeakResult qtOpenPeak = MeasurePeak(self, "qtsifter-open", movie);
-    const PeakResult qtTablePeak = MeasurePeak(self, "qtsifter-table", movie);
-    const PeakResult avOpenPeak = MeasurePeak(self, "avformat-open", movie);
-    const PeakResult avIndexPeak = MeasurePeak(self, "avformat-index", movie);
+    PeakResult idlePeak = MeasurePeak(self, "idle", movie);
+    PeakResult qtOpenPeak, qtTablePeak, avOpenPeak, avIndexPeak, qtAudioPeak, avAudioPeak;
+    if (wantVideo)
+    {
+        qtOpenPeak = MeasurePeak(self, "qtsifter-open", movie);
+        qtTablePeak = MeasurePeak(self, "qtsifter-table", movie);
+        avOpenPeak = MeasurePeak(self, "avformat-open", movie);
+        avIndexPeak = MeasurePeak(self, "avformat-index", movie);
+    }
+    if (wantAudio)
+    {
+        qtAudioPeak = MeasurePeak(self, "qtsifter-audio", audioMovie);
+        avAudioPeak = MeasurePeak(self, "avformat-audio", audioMovie);
+    }
     for (const PeakResult* peak : {&idlePeak, &qtOpenPeak, &qtTablePeak, &avOpenPeak, &avIndexPeak})
-        if (!peak->ok)
+        if (!peak->ok && (wantVideo || peak == &idlePeak))
+        {
+            std::fprintf(stderr, "a peak-memory child failed\n");
+            return 1;
+        }
+    for (const PeakResult* peak : {&qtAudioPeak, &avAudioPeak})
+        if (!peak->ok && wantAudio)
         {
             std::fprintf(stderr, "a peak-memory child failed\n");
             return 1;
@@ -496,6 +628,39 @@ int main(int argc, char** argv)
         state.counters["samples"] = double(count);
     };
 
+    auto qtAudio = [&](benchmark::State& state)
+    {
+        size_t count = 0;
+        for (auto _ : state)
+        {
+            QT::AudioSampleRangeMap map;
+            if (QTSifterAudioMap(audioMovie16, map) != QT::kQTSuccess)
+            {
+                state.SkipWithError("MakeAudioSampleRangeMap failed");
+                break;
+            }
+            count = map.size();
+            benchmark::DoNotOptimize(count);
+        }
+        state.counters["ranges"] = double(count);
+    };
+    auto avAudio = [&](benchmark::State& state)
+    {
+        long long count = 0;
+        for (auto _ : state)
+        {
+            uint64_t bytes = 0;
+            count = AVFormatAudioIndex(audioMovie, bytes);
+            if (count < 0)
+            {
+                state.SkipWithError("avformat_open_input failed");
+                break;
+            }
+            benchmark::DoNotOptimize(bytes);
+        }
+        state.counters["ranges"] = double(count);
+    };
+
     // Each repetition lasts at least a second; an operation whose one call, as its peak-memory child
     // took it, would make the repetitions outlast the budget gets fewer, so that the whole run stays
     // within minutes even when one side is slow. Listing with edits ignored is a side figure, timed
@@ -509,14 +674,24 @@ int main(int argc, char** argv)
             ->MinTime(1.0)
             ->Repetitions(std::clamp(fitting, 1, options.repetitions));
     };
-    setup(benchmark::RegisterBenchmark("qtsifter_open", qtOpen), qtOpenPeak);
-    setup(benchmark::RegisterBenchmark("qtsifter_open_table", qtTable, false), qtTablePeak);
-    if (timeIgnoringEdits)
-        setup(benchmark::RegisterBenchmark("qtsifter_open_table_ignore_edits", qtTable, true), qtTablePeak);
-    setup(benchmark::RegisterBenchmark("avformat_open", avOpen), avOpenPeak);
-    setup(benchmark::RegisterBenchmark("avformat_open_index", avIndex, false), avIndexPeak);
-    if (timeIgnoringEdits)
-        setup(benchmark::RegisterBenchmark("avformat_open_index_ignore_edits", avIndex, true), avIndexPeak);
+    if (wantVideo)
+    {
+        setup(benchmark::RegisterBenchmark("qtsifter_open", qtOpen), qtOpenPeak);
+        setup(benchmark::RegisterBenchmark("qtsifter_open_table", qtTable, false), qtTablePeak);
+        if (timeIgnoringEdits)
+            setup(benchmark::RegisterBenchmark("qtsifter_open_table_ignore_edits", qtTable, true),
+                  qtTablePeak);
+        setup(benchmark::RegisterBenchmark("avformat_open", avOpen), avOpenPeak);
+        setup(benchmark::RegisterBenchmark("avformat_open_index", avIndex, false), avIndexPeak);
+        if (timeIgnoringEdits)
+            setup(benchmark::RegisterBenchmark("avformat_open_index_ignore_edits", avIndex, true),
+                  avIndexPeak);
+    }
+    if (wantAudio)
+    {
+        setup(benchmark::RegisterBenchmark("qtsifter_open_audio_map", qtAudio), qtAudioPeak);
+        setup(benchmark::RegisterBenchmark("avformat_open_audio_index", avAudio), avAudioPeak);
+    }
 
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
@@ -531,6 +706,8 @@ int main(int argc, char** argv)
     const double avIndexTime = reporter.Median("avformat_open_index");
     const double speedupOpen = Ratio(avOpenTime, qtOpenTime);
     const double speedupTable = Ratio(avIndexTime, qtTableTime);
+    const double speedupAudio =
+        Ratio(reporter.Median("avformat_open_audio_index"), reporter.Median("qtsifter_open_audio_map"));
 
     std::error_code error;
     const auto fileSize = std::filesystem::file_size(movie, error);
@@ -553,33 +730,63 @@ int main(int argc, char** argv)
     const auto mib = [](long inKiB) { return inKiB / 1024.0; };
 
     std::printf("\n== summary ==\n");
-    std::printf("movie    %s\n", movie.c_str());
-    std::printf(
-        "         %ld s of %d fps H.264 with B-frames; file %.1f MiB; moov %u bytes (%.1f MiB) at %llu\n",
-        options.seconds, kFrameRate, MiB(double(error ? 0 : fileSize)), moovSize, MiB(moovSize),
-        (unsigned long long)moovOffset);
-    std::printf("samples  QTSifter %lld, libavformat index %lld (video track, edits applied)\n",
-                qtTablePeak.count, avIndexPeak.count);
+    if (wantVideo)
+    {
+        std::printf("movie    %s\n", movie.c_str());
+        std::printf(
+            "         %ld s of %d fps H.264 with B-frames; file %.1f MiB; moov %u bytes (%.1f MiB) at %llu\n",
+            options.seconds, kFrameRate, MiB(double(error ? 0 : fileSize)), moovSize, MiB(moovSize),
+            (unsigned long long)moovOffset);
+        std::printf("samples  QTSifter %lld, libavformat index %lld (video track, edits applied)\n",
+                    qtTablePeak.count, avIndexPeak.count);
+    }
+    if (wantAudio)
+    {
+        std::printf("audio    %s\n", audioMovie.c_str());
+        std::printf(
+            "         %.0f s of 48 kHz stereo 16-bit PCM in %llu chunks of 1024 frames; media a sparse "
+            "hole of %.1f GiB\n",
+            double(audioLayout.FrameCount()) / bench::AudioMovieLayout::kSampleRate,
+            (unsigned long long)audioLayout.chunkCount, MiB(double(audioLayout.MediaBytes())) / 1024);
+        std::printf("ranges   QTSifter %lld, libavformat index %lld (sound track, keyed by position)\n",
+                    qtAudioPeak.count, avAudioPeak.count);
+    }
     std::printf(
         "time     median wall time of one call, over repetitions of at least 1 s each; the speedup by\n"
         "         CPU time beside it is the steadier one on a busy machine\n");
     std::printf("  %-36s %13s %13s %8s %12s %8s %7s\n", "", "QTSifter", "libavformat", "speedup", "",
                 "by CPU", "runs");
-    row("open", "qtsifter_open", "avformat_open", "(target 20x)");
-    row("open + sample list, edits applied", "qtsifter_open_table", "avformat_open_index", "(target 5x) ");
-    row("open + sample list, edits ignored", "qtsifter_open_table_ignore_edits",
-        "avformat_open_index_ignore_edits", "            ");
+    if (wantVideo)
+    {
+        row("open", "qtsifter_open", "avformat_open", "(target 20x)");
+        row("open + sample list, edits applied", "qtsifter_open_table", "avformat_open_index",
+            "(target 5x) ");
+        row("open + sample list, edits ignored", "qtsifter_open_table_ignore_edits",
+            "avformat_open_index_ignore_edits", "            ");
+    }
+    if (wantAudio)
+        row("open + audio range map", "qtsifter_open_audio_map", "avformat_open_audio_index", "(target 5x) ");
     std::printf("peak RSS ru_maxrss of one child process per figure (a child that does nothing: %.1f MiB)\n",
                 mib(idlePeak.maxRssKiB));
-    std::printf("  %-36s %10.1f MiB %10.1f MiB\n", "open", mib(qtOpenPeak.maxRssKiB),
-                mib(avOpenPeak.maxRssKiB));
-    std::printf("  %-36s %10.1f MiB %10.1f MiB\n", "open + sample list, edits applied",
-                mib(qtTablePeak.maxRssKiB), mib(avIndexPeak.maxRssKiB));
-    std::printf("targets  open %s 20x; open + list %s 5x; peak memory of open + list %s\n",
-                speedupOpen >= 20 ? "meets" : "MISSES", speedupTable >= 5 ? "meets" : "MISSES",
-                qtTablePeak.maxRssKiB < avIndexPeak.maxRssKiB ? "lower" : "NOT LOWER");
+    if (wantVideo)
+    {
+        std::printf("  %-36s %10.1f MiB %10.1f MiB\n", "open", mib(qtOpenPeak.maxRssKiB),
+                    mib(avOpenPeak.maxRssKiB));
+        std::printf("  %-36s %10.1f MiB %10.1f MiB\n", "open + sample list, edits applied",
+                    mib(qtTablePeak.maxRssKiB), mib(avIndexPeak.maxRssKiB));
+        std::printf("targets  open %s 20x; open + list %s 5x; peak memory of open + list %s\n",
+                    speedupOpen >= 20 ? "meets" : "MISSES", speedupTable >= 5 ? "meets" : "MISSES",
+                    qtTablePeak.maxRssKiB < avIndexPeak.maxRssKiB ? "lower" : "NOT LOWER");
+    }
+    if (wantAudio)
+    {
+        std::printf("  %-36s %10.1f MiB %10.1f MiB\n", "open + audio range map", mib(qtAudioPeak.maxRssKiB),
+                    mib(avAudioPeak.maxRssKiB));
+        std::printf("targets  open + audio range map %s 5x\n", speedupAudio >= 5 ? "meets" : "MISSES");
+    }
     // Ratios below 1 keep enough digits to tell them from zero.
-    std::printf("speedup_open=%.*f speedup_table=%.*f\n", speedupOpen < 1 ? 3 : 1, speedupOpen,
-                speedupTable < 1 ? 3 : 1, speedupTable);
+    const auto digits = [](double inRatio) { return inRatio > 0 && inRatio < 1 ? 3 : 1; };
+    std::printf("speedup_open=%.*f speedup_table=%.*f speedup_audio=%.*f\n", digits(speedupOpen), speedupOpen,
+                digits(speedupTable), speedupTable, digits(speedupAudio), speedupAudio);
     return 0;
 }
