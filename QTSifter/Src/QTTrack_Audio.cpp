@@ -78,7 +78,9 @@ private:
         if (count == 0)
             return;
         const AudioSampleRange range{count, mPosition, offset};
-        mMap.insert({mKeyByFileOffset ? offset : mPosition, range});
+        // Keys mostly come in order, so the end is tried first; a key out of order, or one already
+        // there, is found and treated as by a plain insert.
+        mMap.emplace_hint(mMap.end(), mKeyByFileOffset ? offset : mPosition, range);
         mPosition += count;
     }
 
