@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "IQTSifter.h"
+#include "QTFourCC.h"
 #include "QTResultCodes.h"
 #include "RealMovieFixture.h"
 #include "TestFiles.h"
@@ -20,14 +21,6 @@ using tenacore::classref::InterfaceRef;
 
 namespace
 {
-
-std::string FourCCText(uint32_t inCode)
-{
-    std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        text += char(inCode >> shift & 0xFF);
-    return text;
-}
 
 // ffprobe prints some integers as JSON strings (pos, size, sample_rate) and others as numbers.
 int64_t Integer(const nlohmann::json& inValue)
@@ -216,7 +209,7 @@ protected:
         ASSERT_EQ(movie->GetTrackCount(), 1u);
         movie->GetIndTrack(track, 0);
         ASSERT_TRUE(track);
-        ASSERT_EQ(FourCCText(track->GetTrackMediaType()), "soun");
+        ASSERT_EQ(QT::FourCCText(track->GetTrackMediaType()), "soun");
         ASSERT_EQ(probe->at("streams").size(), 1u);
         stream = probe->at("streams")[0];
     }
@@ -291,14 +284,14 @@ TEST_P(RealAudioPcm, FormatRateChannelsAndBitsAgreeWithFfprobe)
     ASSERT_EQ(stream.at("codec_name").get<std::string>(), param.codec);
     ASSERT_EQ(track->GetSampleDescriptionCount(), 1u);
 
-    const std::string raw = FourCCText(track->GetAudioMediaRawDataFormat(0));
+    const std::string raw = QT::FourCCText(track->GetAudioMediaRawDataFormat(0));
     EXPECT_EQ(raw, stream.at("codec_tag_string").get<std::string>());
     if (param.rate > 65535)
         EXPECT_EQ(raw, "lpcm") << "ffmpeg writes version 2 above 65535 Hz";
     else
         EXPECT_NE(raw, "lpcm");
 
-    EXPECT_EQ(FourCCText(track->GetAudioMediaDataFormat(0)), param.format);
+    EXPECT_EQ(QT::FourCCText(track->GetAudioMediaDataFormat(0)), param.format);
     EXPECT_TRUE(track->IsAudioMediaUncompressed(0));
     EXPECT_EQ(int64_t(track->GetAudioMediaSampleRate(0)), Integer(stream.at("sample_rate")));
     EXPECT_EQ(int64_t(track->GetAudioMediaNumChannels(0)), Integer(stream.at("channels")));
@@ -431,8 +424,8 @@ TEST_F(RealAudioAac, PassesThroughAsMp4aAndIsNotUncompressed)
     if (IsSkipped() || HasFatalFailure())
         return;
     ASSERT_EQ(stream.at("codec_name").get<std::string>(), "aac");
-    EXPECT_EQ(FourCCText(track->GetAudioMediaRawDataFormat(0)), "mp4a");
-    EXPECT_EQ(FourCCText(track->GetAudioMediaDataFormat(0)), "mp4a");
+    EXPECT_EQ(QT::FourCCText(track->GetAudioMediaRawDataFormat(0)), "mp4a");
+    EXPECT_EQ(QT::FourCCText(track->GetAudioMediaDataFormat(0)), "mp4a");
     EXPECT_FALSE(track->IsAudioMediaUncompressed(0));
     EXPECT_EQ(int64_t(track->GetAudioMediaSampleRate(0)), Integer(stream.at("sample_rate")));
     EXPECT_EQ(int64_t(track->GetAudioMediaNumChannels(0)), Integer(stream.at("channels")));
@@ -478,7 +471,7 @@ protected:
         stream = streams[size_t(audioStream)];
         movie->GetIndTrack(track, uint32_t(audioStream));
         ASSERT_TRUE(track);
-        ASSERT_EQ(FourCCText(track->GetTrackMediaType()), "soun");
+        ASSERT_EQ(QT::FourCCText(track->GetTrackMediaType()), "soun");
         ASSERT_TRUE(track->IsAudioMediaUncompressed(0));
         bytesPerFrame =
             uint64_t(track->GetAudioMediaBitsPerSample(0) / 8) * uint64_t(track->GetAudioMediaNumChannels(0));

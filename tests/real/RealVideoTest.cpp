@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "IQTSifter.h"
+#include "QTFourCC.h"
 #include "QTResultCodes.h"
 #include "RealMovieFixture.h"
 #include "TestFiles.h"
@@ -20,14 +21,6 @@ using tenacore::classref::InterfaceRef;
 
 namespace
 {
-
-std::string FourCCText(uint32_t inCode)
-{
-    std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        text += char(inCode >> shift & 0xFF);
-    return text;
-}
 
 // ffprobe writes a fourcc's unprintable bytes as "[0]" and the like.
 uint32_t FourCCFromProbe(const std::string& inText)
@@ -170,7 +163,7 @@ protected:
         ASSERT_GT(movie->GetTrackCount(), uint32_t(streamIndex));
         movie->GetIndTrack(track, uint64_t(streamIndex));
         ASSERT_TRUE(track);
-        ASSERT_EQ(FourCCText(track->GetTrackMediaType()), "vide");
+        ASSERT_EQ(QT::FourCCText(track->GetTrackMediaType()), "vide");
         unedited = &UneditedPackets();
         ASSERT_FALSE(unedited->empty()) << "ffprobe lists no video packets";
     }
@@ -347,7 +340,7 @@ TEST_P(RealVideo, SampleTableWithinTheEditStartsAtTheEdit)
 
 TEST_P(RealVideo, ImageDescriptionAgreesWithFfprobe)
 {
-    EXPECT_EQ(FourCCText(track->GetVideoMediaCompressionFourCC(0)),
+    EXPECT_EQ(QT::FourCCText(track->GetVideoMediaCompressionFourCC(0)),
               stream.at("codec_tag_string").get<std::string>());
     EXPECT_EQ(track->GetVideoMediaWidth(0), stream.at("width").get<int32_t>());
     EXPECT_EQ(track->GetVideoMediaHeight(0), stream.at("height").get<int32_t>());
