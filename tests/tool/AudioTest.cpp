@@ -208,10 +208,7 @@ TEST_F(ToolAudio, AudioMapCoversEveryPacketThatFfprobeFinds)
 TEST_F(ToolAudio, AudioMapKeyedByOffsetListsTheRunsInFileOrder)
 {
     FfmpegMovies movies;
-    std::string why;
-    const MadeMovie* movie = movies.Get("h264_pcm_timecode", &why);
-    if (movie == nullptr)
-        GTEST_SKIP() << why;
+    TOOLTEST_MOVIE_OR_SKIP(movie, movies, "h264_pcm_timecode");
     const json tracks = Info(movie->path.string()).at("tracks");
     std::string sound;
     for (const json& track : tracks)

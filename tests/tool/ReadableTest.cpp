@@ -64,10 +64,7 @@ TEST(Readable, TimesCarrySecondsBesideTicks)
 TEST(Readable, RotationIsInDegrees)
 {
     FfmpegMovies movies;
-    std::string why;
-    const MadeMovie* movie = movies.Get("h264_rotated_90", &why);
-    if (movie == nullptr)
-        GTEST_SKIP() << why;
+    TOOLTEST_MOVIE_OR_SKIP(movie, movies, "h264_rotated_90");
     const CommandResult run = RunTool({"info", movie->path.string(), "--json"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const json report = json::parse(run.out);
@@ -83,10 +80,7 @@ TEST(Readable, RotationIsInDegrees)
 TEST(Readable, ColourAndFieldFactsAreNamed)
 {
     FfmpegMovies movies;
-    std::string why;
-    const MadeMovie* movie = movies.Get("prores_interlaced_tt", &why);
-    if (movie == nullptr)
-        GTEST_SKIP() << why;
+    TOOLTEST_MOVIE_OR_SKIP(movie, movies, "prores_interlaced_tt");
     const CommandResult run = RunTool({"info", movie->path.string(), "--json"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const json report = json::parse(run.out);
@@ -124,10 +118,7 @@ TEST(Readable, ColourAndFieldFactsAreNamed)
 TEST(Readable, KeyedMetadataShowsKeysAndValuesAsText)
 {
     FfmpegMovies movies;
-    std::string why;
-    const MadeMovie* movie = movies.Get("keyed_mov", &why);
-    if (movie == nullptr)
-        GTEST_SKIP() << why;
+    TOOLTEST_MOVIE_OR_SKIP(movie, movies, "keyed_mov");
     const CommandResult run = RunTool({"info", movie->path.string(), "--json"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     bool found = false;
@@ -163,10 +154,7 @@ TEST(Readable, SamplesTextIsATableWithOneHeaderLine)
 TEST(Readable, TemporalDecodesTheDependencyFlags)
 {
     FfmpegMovies movies;
-    std::string why;
-    const MadeMovie* movie = movies.Get("hevc_bframes_negative_cts", &why);
-    if (movie == nullptr)
-        GTEST_SKIP() << why;
+    TOOLTEST_MOVIE_OR_SKIP(movie, movies, "hevc_bframes_negative_cts");
     const CommandResult run = RunTool({"temporal", movie->path.string(), "--track", "0", "--json"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const json records = json::parse(run.out).at("records");
@@ -206,10 +194,7 @@ TEST(Readable, UserDataTextIsShownAsText)
 TEST(Readable, TemporalTextShowsTheFlagsInHex)
 {
     FfmpegMovies movies;
-    std::string why;
-    const MadeMovie* movie = movies.Get("hevc_bframes_negative_cts", &why);
-    if (movie == nullptr)
-        GTEST_SKIP() << why;
+    TOOLTEST_MOVIE_OR_SKIP(movie, movies, "hevc_bframes_negative_cts");
     const CommandResult run = RunTool({"temporal", movie->path.string(), "--track", "0"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     EXPECT_TRUE(Contains(run.out, "decodeOffset\tbackwardReference\tforwardReference\tdependencyFlags\t"

@@ -5,6 +5,14 @@
 
 #include "FfmpegMovies.h"
 
+// Declares outMovie, the movie that inMovies makes for inRecipe, or skips the test when ffmpeg
+// cannot make it on this machine.
+#define TOOLTEST_MOVIE_OR_SKIP(outMovie, inMovies, inRecipe)                                                 \
+    std::string outMovie##Why;                                                                               \
+    const qttest::MadeMovie* outMovie = (inMovies).Get(inRecipe, &outMovie##Why);                            \
+    if (outMovie == nullptr)                                                                                 \
+    GTEST_SKIP() << outMovie##Why
+
 namespace tooltest
 {
 

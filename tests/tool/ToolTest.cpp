@@ -8,19 +8,14 @@
 #include "AtomBuilder.h"
 #include "FfmpegMovies.h"
 #include "TestFiles.h"
+#include "ToolRun.h"
 
 using namespace qttest;
 using nlohmann::json;
+using tooltest::RunTool;
 
 namespace
 {
-
-CommandResult RunTool(const std::vector<std::string>& inArgs)
-{
-    std::vector<std::string> command = {QTSIFTER_TOOL_PATH};
-    command.insert(command.end(), inArgs.begin(), inArgs.end());
-    return RunCommand(command);
-}
 
 // The movie's header facts and two user data items, one with a copyright-sign type.
 Bytes MovieWithUserData()
@@ -99,10 +94,7 @@ TEST(Tool, InfoJsonListsEveryTrackFact)
 TEST(Tool, InfoShowsTheTitleOfAMovieWrittenWithMetadata)
 {
     FfmpegMovies movies;
-    std::string why;
-    const MadeMovie* movie = movies.Get("titled_mp4", &why);
-    if (movie == nullptr)
-        GTEST_SKIP() << why;
+    TOOLTEST_MOVIE_OR_SKIP(movie, movies, "titled_mp4");
     const CommandResult run = RunTool({"info", movie->path.string(), "--json"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const json report = json::parse(run.out);
@@ -123,10 +115,7 @@ TEST(Tool, InfoShowsTheTitleOfAMovieWrittenWithMetadata)
 TEST(Tool, SamplesListsTheVideoSamplesAsFfprobeReadsThem)
 {
     FfmpegMovies movies;
-    std::string why;
-    const MadeMovie* movie = movies.Get("h264_pcm_timecode", &why);
-    if (movie == nullptr)
-        GTEST_SKIP() << why;
+    TOOLTEST_MOVIE_OR_SKIP(movie, movies, "h264_pcm_timecode");
     const CommandResult run =
         RunTool({"samples", movie->path.string(), "--track", "0", "--ignore-edits", "--json"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
@@ -179,10 +168,7 @@ TEST(Tool, TrackOutsideTheMovieIsRefused)
 TEST(Tool, TemporalGivesOneRecordPerFrameOfAMovieWithDependencyTables)
 {
     FfmpegMovies movies;
-    std::string why;
-    const MadeMovie* movie = movies.Get("hevc_bframes_negative_cts", &why);
-    if (movie == nullptr)
-        GTEST_SKIP() << why;
+    TOOLTEST_MOVIE_OR_SKIP(movie, movies, "hevc_bframes_negative_cts");
     const CommandResult run = RunTool({"temporal", movie->path.string(), "--track", "0", "--json"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const json report = json::parse(run.out);
@@ -256,10 +242,7 @@ TEST(Tool, MissingCommandIsAUsageError)
 TEST(Tool, InfoAgreesWithFfprobe)
 {
     FfmpegMovies movies;
-    std::string why;
-    const MadeMovie* movie = movies.Get("h264_pcm_timecode", &why);
-    if (movie == nullptr)
-        GTEST_SKIP() << why;
+    TOOLTEST_MOVIE_OR_SKIP(movie, movies, "h264_pcm_timecode");
     const CommandResult run = RunTool({"info", movie->path.string(), "--json"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
 
