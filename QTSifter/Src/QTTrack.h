@@ -79,6 +79,15 @@ public:
     uint32_t GetAudioMediaRawDataFormat(uint32_t inIndex) override;
     uint32_t MakeAudioSampleRangeMap(AudioSampleRangeMap& outMap, bool inKeyByFileOffset) override;
     bool GetMultiChannelMap(uint32_t inIndex, std::vector<int32_t>& outMap, bool& outUnsupported) override;
+    int32_t GetTimecodeMediaInfo(TimecodeMediaInfo& outInfo, std::u16string& outSourceName) override;
+    int32_t GetTimecodeMediaHandleSample(int64_t& outSample) override;
+    int32_t GetTimecodeMediaSampleLocation(int64_t& outFileOffset, uint32_t& outSize) override;
+    int32_t GetTimecodeMediaFrameNumber(MK::BinaryData inSampleData, const TimecodeMediaInfo& inInfo,
+                                        int64_t& outFrameNumber) override;
+    uint32_t MakeCaptionSampleMap(const std::u16string& inPath, CaptionSampleMap& outMap,
+                                  bool inKeyByFileOffset) override;
+    uint32_t GetCaptionMediaDataFormat(int32_t inIndex) override;
+    uint32_t GetCaptionMediaFrameDuration() override;
     bool GetUserDataItem(uint32_t inType, MK::BinaryData& outData) override;
     uint32_t GetDataReferenceType() override;
     bool HasSingleDataReference() override;
