@@ -34,6 +34,9 @@ Bytes CaptionMovie(const Bytes& inMedia, const std::vector<Atom>& inTraks)
     moov.Child(Mvhd(600, 1000));
     for (const Atom& trak : inTraks)
         moov.Child(trak);
+    // A last atom behind the tracks, so that a sample table cut short is read as such and not as
+    // one that runs into the end of the buffer.
+    moov.Child(Atom("skip").U32(0));
     return Build({Ftyp(), Atom("mdat").Raw(inMedia), moov});
 }
 
