@@ -30,5 +30,7 @@ Command InfoCommand();
 Command SamplesCommand();
 Command TemporalCommand();
 Command AudioMapCommand();
+Command TimecodeCommand();
+Command CaptionsCommand();
 
 } // namespace qtsifter
