@@ -38,7 +38,7 @@ std::string TimecodeText(int64_t inFrame, int64_t inRate, bool inDropFrame)
         const int64_t rest = frames % perTenMinutes;
         frames += 18 * (frames / perTenMinutes) + 2 * ((rest - 2) / (perTenMinutes / 10));
     }
-    char text[32];
+    char text[96];
     std::snprintf(text, sizeof text, "%02lld:%02lld:%02lld%c%02lld", (long long)(frames / (inRate * 3600)),
                   (long long)(frames / (inRate * 60) % 60), (long long)(frames / inRate % 60),
                   inDropFrame ? ';' : ':', (long long)(frames % inRate));
