@@ -7,6 +7,11 @@
 #include "tenacore/string.h"
 #include "tenacore/trace.h"
 
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+#endif
+
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define QTTEST_ADDRESS_SANITIZER 1
@@ -44,6 +49,19 @@ TEST(HostStrings, SanitizingSaysWhetherTheTextNeededRepair)
     EXPECT_FALSE(repaired);
     EXPECT_EQ(tenacore::string::SanitizeUTF8CharacterString("bad\x80", repaired), "bad\xEF\xBF\xBD");
     EXPECT_TRUE(repaired);
+}
+
+// On Windows the 8-bit text is in the ANSI code page; elsewhere it is UTF-8 and passes as it is.
+TEST(HostStrings, SystemEightBitTextBecomesUTF8)
+{
+    EXPECT_EQ(tenacore::string::Std8ToUTF8String(""), "");
+#if defined(_WIN32)
+    if (GetACP() != 1252)
+        GTEST_SKIP() << "the bytes are written for code page 1252, and this system's is " << GetACP();
+    EXPECT_EQ(tenacore::string::Std8ToUTF8String("caf\xE9 \x80"), "caf\xC3\xA9 \xE2\x82\xAC");
+#else
+    EXPECT_EQ(tenacore::string::Std8ToUTF8String("caf\xC3\xA9 \xFF"), "caf\xC3\xA9 \xFF");
+#endif
 }
 
 TEST(HostStrings, AsciiToUTF16TakesOneUnitPerByte)
