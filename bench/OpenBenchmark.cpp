@@ -48,7 +48,7 @@ namespace
 
 using MovieRef = tenacore::classref::InterfaceRef<QT::IQTMovie>;
 using TrackRef = tenacore::classref::InterfaceRef<QT::IQTTrack>;
-using Records = std::vector<QT::VideoSampleRecord>;
+using Records = QT::VideoSampleTable;
 
 constexpr int kClipSeconds = 10;
 constexpr int kFrameRate = 60;

@@ -90,7 +90,7 @@ uint64_t ExerciseVideoTables(QT::IQTTrack& inTrack)
         value += inTrack.IsVideoSampleReferenced(sample);
     for (const bool ignoreEdits : {false, true})
     {
-        std::vector<QT::VideoSampleRecord> samples;
+        QT::VideoSampleTable samples;
         bool variable = false;
         value += inTrack.MakeVideoSampleTable(ignoreEdits, ignoreEdits, kMaxSamples, samples, &variable);
         value += samples.size() + variable;

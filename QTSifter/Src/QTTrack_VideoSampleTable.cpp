@@ -20,16 +20,14 @@ constexpr uint32_t kMostUnbackedRecordsReserved = 1u << 20;
 
 } // namespace
 
-uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits,
-                                       std::vector<VideoSampleRecord>& outSamples,
+uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, VideoSampleTable& outSamples,
                                        bool* outHasVariableDuration)
 {
     return MakeVideoSampleTable(inSort, inIgnoreEdits, 0xFFFFFFFF, outSamples, outHasVariableDuration);
 }
 
 uint32_t QTTrack::MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t inMaxSamples,
-                                       std::vector<VideoSampleRecord>& outSamples,
-                                       bool* outHasVariableDuration)
+                                       VideoSampleTable& outSamples, bool* outHasVariableDuration)
 {
     if (outHasVariableDuration)
         *outHasVariableDuration = false;

@@ -39,8 +39,7 @@ class VideoSamplePass
 {
 public:
     VideoSamplePass(const TrackItem& inItem, const ByteRange& inBuffer, uint32_t inSampleCount,
-                    const SamplePassEdit& inEdit, uint32_t inMaxSamples,
-                    std::vector<VideoSampleRecord>& ioSamples)
+                    const SamplePassEdit& inEdit, uint32_t inMaxSamples, VideoSampleTable& ioSamples)
         : mChunks(inItem, inBuffer), mSizes(TableAtom(inItem.stsz, inBuffer)),
           mConstantSize(mSizes.ConstantSize()), mRuns(TableAtom(inItem.stsc, inBuffer)),
           mOneSamplePerChunk(IsOneSamplePerChunk(mSizes, mRuns, mChunks.EntryCount(), inSampleCount)),
@@ -262,7 +261,7 @@ private:
     uint32_t mSampleCount;
     SamplePassEdit mEdit;
     uint32_t mMaxSamples;
-    std::vector<VideoSampleRecord>& mSamples;
+    VideoSampleTable& mSamples;
 
     uint64_t mDecodeTime = 0;
     uint64_t mKeptTime = 0;
@@ -275,7 +274,7 @@ private:
 
 uint32_t RunVideoSamplePass(const TrackItem& inItem, const ByteRange& inBuffer, uint32_t inSampleCount,
                             const SamplePassEdit& inEdit, uint32_t inMaxSamples, SamplePassStride inStride,
-                            std::vector<VideoSampleRecord>& ioSamples, bool& outVariableDuration)
+                            VideoSampleTable& ioSamples, bool& outVariableDuration)
 {
     outVariableDuration = false;
     VideoSamplePass pass(inItem, inBuffer, inSampleCount, inEdit, inMaxSamples, ioSamples);

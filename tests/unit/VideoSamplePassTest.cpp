@@ -13,6 +13,7 @@ using QT::kQTErrBadSampleTable;
 using QT::kQTErrInvalid;
 using QT::kQTSuccess;
 using QT::VideoSampleRecord;
+using QT::VideoSampleTable;
 
 namespace
 {
@@ -47,7 +48,7 @@ struct PassOutcome
 {
     uint32_t result = 0;
     bool variable = false;
-    std::vector<VideoSampleRecord> records;
+    VideoSampleTable records;
     int reports = 0;
 };
 
@@ -261,7 +262,7 @@ TEST(VideoSamplePass, FailedChunkLookupKeepsWhatWasAppended)
                              Stsz(0, {1, 2, 3, 4, 5, 6, 7, 8}, 8), Stco({100, 200, 300})},
                             false);
     bool variable = true;
-    std::vector<VideoSampleRecord> records;
+    VideoSampleTable records;
     EXPECT_EQ(QT::RunVideoSamplePass(built.item, built.Range(), 8, {}, 0xFFFFFFFFu,
                                      QT::SamplePassStride::RunByRun, records, variable),
               kQTErrInvalid);

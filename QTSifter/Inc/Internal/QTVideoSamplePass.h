@@ -37,7 +37,6 @@ enum class SamplePassStride
 [[nodiscard]] uint32_t RunVideoSamplePass(const TrackItem& inItem, const ByteRange& inBuffer,
                                           uint32_t inSampleCount, const SamplePassEdit& inEdit,
                                           uint32_t inMaxSamples, SamplePassStride inStride,
-                                          std::vector<VideoSampleRecord>& ioSamples,
-                                          bool& outVariableDuration);
+                                          VideoSampleTable& ioSamples, bool& outVariableDuration);
 
 } // namespace QT
