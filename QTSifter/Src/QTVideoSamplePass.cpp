@@ -208,45 +208,88 @@ private:
         }
     }
 
+    // The samples of a stretch, chunk by chunk: inside a chunk each one starts where the one before
+    // ended, its size taken as signed as the cursor sums it, or a constant size as it multiplies it.
     void KeepChunkedSamples(const Stretch& inStretch)
     {
         RunAhead ahead;
         (void)mPlaces.LookAhead(inStretch.first, ahead); // FindStretch found it
-        uint32_t chunk = ahead.chunkIndex;
-        uint32_t position = ahead.positionInChunk;
-        // Sizes taken as signed, as the cursor sums them; a constant size as it multiplies it.
         int64_t total = 0;
-        if (position != 0)
+        if (ahead.positionInChunk != 0)
         {
             if (mConstantSize != 0)
-                total = int64_t(uint64_t(position) * mConstantSize);
+                total = int64_t(uint64_t(ahead.positionInChunk) * mConstantSize);
             else
-                (void)mInChunk.RunningTotal(inStretch.first, position, total);
+                (void)mInChunk.RunningTotal(inStretch.first, ahead.positionInChunk, total);
         }
-        const int64_t step = mConstantSize != 0 ? int64_t(mConstantSize) : 0;
-        uint64_t chunkOffset = mChunks.GetEntry(chunk);
+        uint32_t chunk = ahead.chunkIndex;
+        uint32_t position = ahead.positionInChunk;
+        uint32_t sample = inStretch.first;
+        uint32_t left = inStretch.count;
         uint64_t time = mKeptTime;
-        uint32_t size = 0;
+        uint32_t lastSize = mConstantSize;
         int64_t lastTotal = 0;
-        const uint32_t end = inStretch.first + inStretch.count;
-        for (uint32_t sample = inStretch.first; sample != end; ++sample)
+        for (;;)
         {
-            if (position == ahead.samplesPerChunk)
+            const uint32_t inThisChunk = std::min(left, ahead.samplesPerChunk - position);
+            const uint64_t chunkOffset = mChunks.GetEntry(chunk);
+            const ChunkStretch part{chunkOffset, inStretch.duration, inStretch.isSync, sample, inThisChunk};
+            if (mConstantSize != 0)
+                KeepInChunk<true>(part, total, time, lastTotal, lastSize);
+            else
+                KeepInChunk<false>(part, total, time, lastTotal, lastSize);
+            sample += inThisChunk;
+            left -= inThisChunk;
+            if (left == 0)
             {
-                position = 0;
-                total = 0;
-                chunkOffset = mChunks.GetEntry(++chunk);
+                position += inThisChunk;
+                break;
             }
-            size = SizeOf(sample);
-            mSamples.push_back(
-                {chunkOffset + uint64_t(total), inStretch.duration, time, size, inStretch.isSync});
-            lastTotal = total;
-            total += step != 0 ? step : int64_t(int32_t(size));
-            time += inStretch.duration;
-            ++position;
+            ++chunk;
+            position = 0;
+            total = 0;
         }
         mPlaces.Skip(inStretch.count);
-        mInChunk.Resume(end - 1, position - 1, size, lastTotal);
+        mInChunk.Resume(sample - 1, position - 1, lastSize, lastTotal);
+    }
+
+    // Samples inside one chunk, from the first of inPart.
+    struct ChunkStretch
+    {
+        uint64_t chunkOffset;
+        uint32_t duration;
+        bool isSync;
+        uint32_t first;
+        uint32_t count;
+    };
+
+    // The loop that every listed sample goes through, kept free of anything it need not do.
+    template <bool ConstantSize>
+    void KeepInChunk(const ChunkStretch& inPart, int64_t& ioTotal, uint64_t& ioTime, int64_t& outLastTotal,
+                     uint32_t& outLastSize)
+    {
+        VideoSampleTable& samples = mSamples;
+        const uint32_t constantSize = mConstantSize;
+        const uint8_t* sizeEntry = ConstantSize ? nullptr : mSizes.VouchedEntry(inPart.first);
+        int64_t total = ioTotal;
+        uint64_t time = ioTime;
+        uint32_t size = constantSize;
+        for (uint32_t left = inPart.count; left != 0; --left)
+        {
+            if constexpr (!ConstantSize)
+            {
+                size = BE::U32(sizeEntry);
+                sizeEntry += kStszEntrySize;
+            }
+            samples.push_back(
+                {inPart.chunkOffset + uint64_t(total), inPart.duration, time, size, inPart.isSync});
+            outLastTotal = total;
+            total += ConstantSize ? int64_t(constantSize) : int64_t(int32_t(size));
+            time += inPart.duration;
+        }
+        outLastSize = size;
+        ioTotal = total;
+        ioTime = time;
     }
 
     ChunkOffsetHelper mChunks;

@@ -44,6 +44,11 @@ public:
     {
         return BE::U32(mStsz.Atom() + EntryFromAtom(inSample));
     }
+    // Where that entry lies, for a pass that reads the entries after it in turn.
+    const uint8_t* VouchedEntry(uint32_t inSample) const noexcept
+    {
+        return mStsz.Atom() + EntryFromAtom(inSample);
+    }
 
 private:
     static uint64_t EntryFromAtom(uint32_t inSample) noexcept
