@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "CompareSamplePasses.h"
 #include "ExerciseSoundDescriptions.h"
 #include "QTFourCC.h"
 #include "tenacore/config.h"
@@ -164,7 +165,8 @@ uint64_t ExerciseTrack(QT::IQTTrack& inTrack)
         value +=
             ExerciseImageDescription(inTrack, index) + ExerciseSoundDescription(inTrack, uint32_t(index));
     value += ExerciseAudioRangeMap(inTrack);
-    return value + ExerciseVideoTables(inTrack) + ExerciseSoundDescriptions(inTrack);
+    return value + ExerciseVideoTables(inTrack) + ExerciseSoundDescriptions(inTrack) +
+           CompareSamplePasses(inTrack);
 }
 
 } // namespace qtfuzz
