@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "CompareSamplePasses.h"
 #include "ExerciseSoundDescriptions.h"
 #include "ExerciseTimecodeCaptions.h"
 #include "QTFourCC.h"
@@ -91,7 +92,7 @@ uint64_t ExerciseVideoTables(QT::IQTTrack& inTrack)
         value += inTrack.IsVideoSampleReferenced(sample);
     for (const bool ignoreEdits : {false, true})
     {
-        std::vector<QT::VideoSampleRecord> samples;
+        QT::VideoSampleTable samples;
         bool variable = false;
         value += inTrack.MakeVideoSampleTable(ignoreEdits, ignoreEdits, kMaxSamples, samples, &variable);
         value += samples.size() + variable;
@@ -165,7 +166,8 @@ uint64_t ExerciseTrack(QT::IQTTrack& inTrack)
         value +=
             ExerciseImageDescription(inTrack, index) + ExerciseSoundDescription(inTrack, uint32_t(index));
     value += ExerciseAudioRangeMap(inTrack) + ExerciseTimecodeCaptions(inTrack);
-    return value + ExerciseVideoTables(inTrack) + ExerciseSoundDescriptions(inTrack);
+    return value + ExerciseVideoTables(inTrack) + ExerciseSoundDescriptions(inTrack) +
+           CompareSamplePasses(inTrack);
 }
 
 } // namespace qtfuzz

@@ -91,10 +91,8 @@ public:
     // Each video sample's offset, size, time and sync state, appended to outSamples, trimmed to the
     // edit unless inIgnoreEdits; at most inMaxSamples records are kept.
     virtual uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t inMaxSamples,
-                                          std::vector<VideoSampleRecord>& outSamples,
-                                          bool* outHasVariableDuration) = 0;
-    virtual uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits,
-                                          std::vector<VideoSampleRecord>& outSamples,
+                                          VideoSampleTable& outSamples, bool* outHasVariableDuration) = 0;
+    virtual uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, VideoSampleTable& outSamples,
                                           bool* outHasVariableDuration) = 0;
     // Whether some samples are not sync samples.
     virtual bool VideoTrackContainsDeltaFrames() = 0;

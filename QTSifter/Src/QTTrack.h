@@ -60,9 +60,8 @@ public:
     uint32_t GetVideoMediaImageDescriptionAsBinary(int32_t inIndex, MK::BinaryData& outData) override;
     uint32_t GetVideoMediaImageDescriptionAsPlatformBinary(int32_t inIndex, MK::BinaryData& outData) override;
     uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t inMaxSamples,
-                                  std::vector<VideoSampleRecord>& outSamples,
-                                  bool* outHasVariableDuration) override;
-    uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, std::vector<VideoSampleRecord>& outSamples,
+                                  VideoSampleTable& outSamples, bool* outHasVariableDuration) override;
+    uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, VideoSampleTable& outSamples,
                                   bool* outHasVariableDuration) override;
     bool VideoTrackContainsDeltaFrames() override;
     bool VideoTrackHasDependencyTables() override;

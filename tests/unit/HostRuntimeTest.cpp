@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "tenacore/allocator.h"
 #include "tenacore/classref.h"
@@ -95,6 +97,41 @@ TEST(HostMemory, LargeBlockGivenBackIsReusedForTheNextOfItsSize)
     auto small = RecycledMemory::Create(1 << 20);
     EXPECT_NE(small->GetData(), address);
 #endif
+}
+
+TEST(HostMemory, ContainerOfALargeTableReusesTheBlockOfTheOneBefore)
+{
+#if defined(QTTEST_ADDRESS_SANITIZER)
+    GTEST_SKIP() << "blocks are never reused under the address sanitizer, so stale pointers are caught";
+#else
+    using Table = std::vector<uint64_t, tenacore::allocator::STLAllocator<uint64_t>>;
+    const void* address = nullptr;
+    {
+        Table first(5 << 20);
+        first.back() = 7;
+        address = first.data();
+    }
+    Table second;
+    second.reserve(5 << 20);
+    EXPECT_EQ(static_cast<const void*>(second.data()), address);
+    // Small containers keep to the system's allocator and never take a kept block.
+    Table small(16);
+    EXPECT_NE(static_cast<const void*>(small.data()), address);
+#endif
+}
+
+TEST(HostMemory, LargeBlocksAreAlignedToHugePages)
+{
+    std::vector<uint8_t, tenacore::allocator::STLAllocator<uint8_t>> table(3 << 20);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(table.data()) % (2 << 20), 0u);
+    table.back() = 1; // the whole rounded block is writable
+    EXPECT_EQ(table.back(), 1);
+}
+
+TEST(HostMemory, CountWhoseBytesOverflowThrowsBadAlloc)
+{
+    tenacore::allocator::STLAllocator<uint64_t> allocator;
+    EXPECT_THROW((void)allocator.allocate(SIZE_MAX / 4), std::bad_alloc);
 }
 
 TEST(HostTrace, SiteCacheAsksAgainOnlyAfterASettingChanges)
