@@ -1,6 +1,7 @@
 #include "tenacore/allocator.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <mutex>
 #include <new>
@@ -430,28 +431,41 @@ struct ClassCache
 {
     FreeBlock* list = nullptr;
     uint32_t listCount = 0;
-    // Past this many on the list, a batch goes back; 0 until the thread's cache is set up, and
-    // again once the thread has ended, so that those blocks take the slow way.
-    uint32_t listLimit = 0;
     uint8_t* run = nullptr;
     uint8_t* runEnd = nullptr;
 };
 
-enum class CacheState : uint8_t
-{
-    kUnset,
-    kLive,
-    kEnded,
-};
-
-// Trivially destroyed and set up at compile time, so that reaching it costs no guard.
 struct ThreadCache
 {
     ClassCache classes[kClassCount];
-    CacheState state = CacheState::kUnset;
 };
 
-thread_local ThreadCache tCache;
+// Past this many blocks on a thread's list, a batch goes back. A table, as a division would cost
+// more than the rest of a return.
+constexpr auto kListLimits = []
+{
+    std::array<uint32_t, kClassCount> limits{};
+    for (size_t index = 0; index < kClassCount; ++index)
+        limits[index] = 2 * BatchBlocks(index);
+    return limits;
+}();
+
+constexpr uint32_t ListLimit(size_t inClass)
+{
+    return kListLimits[inClass];
+}
+
+#if defined(__ELF__)
+// Reached on every request: on the initial-exec model it costs a load, not a call. Only a pointer
+// and a flag, so that the few bytes of static TLS it takes are there also when the library is loaded late.
+#define TENACORE_FAST_TLS __attribute__((tls_model("initial-exec")))
+#else
+#define TENACORE_FAST_TLS
+#endif
+
+// The calling thread's cache: null before its first slow step and after its end.
+thread_local ThreadCache* tCache TENACORE_FAST_TLS = nullptr;
+thread_local bool tCacheEnded TENACORE_FAST_TLS = false;
 
 // Gives back every block the thread keeps of a class.
 void ReleaseClass(size_t inClass, ClassCache& ioCache) noexcept
@@ -464,9 +478,7 @@ void ReleaseClass(size_t inClass, ClassCache& ioCache) noexcept
         freeBlock->next = list;
         list = freeBlock;
     }
-    ioCache.list = nullptr;
-    ioCache.listCount = 0;
-    ioCache.run = ioCache.runEnd = nullptr;
+    ioCache = ClassCache();
     if (list)
         TheSizeClass(inClass).Give(list);
 }
@@ -477,39 +489,44 @@ void ReleaseAll(ThreadCache& ioCache) noexcept
         ReleaseClass(index, ioCache.classes[index]);
 }
 
-// Its destruction at the thread's end gives the thread's blocks back.
+// Holds the thread's cache; its destruction at the thread's end gives the thread's blocks back.
 struct ThreadCacheOwner
 {
+    ThreadCache cache;
+
     ~ThreadCacheOwner()
     {
-        ReleaseAll(tCache);
-        for (ClassCache& cache : tCache.classes)
-            cache.listLimit = 0;
-        tCache.state = CacheState::kEnded;
+        tCache = nullptr;
+        tCacheEnded = true;
+        ReleaseAll(cache);
     }
 };
 
-void SetUpThreadCache()
+// The thread's cache, set up on its first slow step; null once the thread has ended, when blocks
+// come and go one at a time.
+ThreadCache* ThreadCacheForSlowStep()
 {
-    // Constructed here, on the thread's first slow step, so that its end is seen.
-    static thread_local ThreadCacheOwner owner;
-    (void)owner;
-    for (size_t index = 0; index < kClassCount; ++index)
-        tCache.classes[index].listLimit = 2 * BatchBlocks(index);
-    tCache.state = CacheState::kLive;
+    if (!tCache && !tCacheEnded)
+    {
+        static thread_local ThreadCacheOwner owner;
+        tCache = &owner.cache;
+    }
+    return tCache;
 }
 
-// The slow step of AllocateSmall: the thread's blocks of the class are used up.
+// The slow step of AllocateSmall: the thread holds no block of the class.
+#if defined(__GNUC__)
+__attribute__((noinline))
+#endif
 void* Refill(size_t inClass)
 {
-    if (tCache.state == CacheState::kUnset)
-        SetUpThreadCache();
-    ClassCache& cache = tCache.classes[inClass];
-    // A thread that has ended takes one block at a time and keeps none.
-    const bool keep = tCache.state == CacheState::kLive;
+    ThreadCache* threadCache = ThreadCacheForSlowStep();
     Batch batch;
-    if (!TheSizeClass(inClass).Take(inClass, keep ? BatchBlocks(inClass) : 1, batch))
+    if (!TheSizeClass(inClass).Take(inClass, threadCache ? BatchBlocks(inClass) : 1, batch))
         throw std::bad_alloc();
+    if (!threadCache)
+        return batch.list ? static_cast<void*>(batch.list) : batch.run;
+    ClassCache& cache = threadCache->classes[inClass];
     if (batch.list)
     {
         cache.list = batch.list->next;
@@ -521,32 +538,46 @@ void* Refill(size_t inClass)
     return batch.run;
 }
 
-// The slow step of FreeSmall: the thread keeps more of the class than it may.
-void Overflow(size_t inClass) noexcept
+// The slow step of FreeSmall: the thread keeps more blocks of the class than it may, or has no
+// cache yet, or none any more.
+#if defined(__GNUC__)
+__attribute__((noinline))
+#endif
+void FreeSlowly(FreeBlock* inBlock, size_t inClass) noexcept
 {
-    ClassCache& cache = tCache.classes[inClass];
-    if (tCache.state == CacheState::kUnset)
+    ThreadCache* threadCache = nullptr;
+    try
     {
-        SetUpThreadCache();
-        if (cache.listCount <= cache.listLimit)
-            return;
+        threadCache = ThreadCacheForSlowStep();
     }
-    // Keeps one batch, or none once the thread has ended.
-    const uint32_t keep = tCache.state == CacheState::kLive ? BatchBlocks(inClass) : 0;
-    if (keep == 0)
+    catch (...)
     {
-        FreeBlock* list = cache.list;
-        cache.list = nullptr;
-        cache.listCount = 0;
-        TheSizeClass(inClass).Give(list);
+    }
+    if (!threadCache)
+    {
+        if (inBlock)
+        {
+            inBlock->next = nullptr;
+            TheSizeClass(inClass).Give(inBlock);
+        }
         return;
     }
+    ClassCache& cache = threadCache->classes[inClass];
+    if (inBlock)
+    {
+        inBlock->next = cache.list;
+        cache.list = inBlock;
+        ++cache.listCount;
+    }
+    if (cache.listCount <= ListLimit(inClass))
+        return;
+    // Keeps one batch, the blocks given back last.
     FreeBlock* last = cache.list;
-    for (uint32_t count = 1; count < keep; ++count)
+    for (uint32_t count = 1; count < BatchBlocks(inClass); ++count)
         last = last->next;
     FreeBlock* rest = last->next;
     last->next = nullptr;
-    cache.listCount = keep;
+    cache.listCount = BatchBlocks(inClass);
     TheSizeClass(inClass).Give(rest);
 }
 
@@ -557,18 +588,21 @@ void* AllocateSmall(size_t inBytes)
     if constexpr (!kRecycle)
         return ::operator new(inBytes == 0 ? 1 : inBytes);
     const size_t index = ClassIndex(inBytes);
-    ClassCache& cache = tCache.classes[index];
-    if (FreeBlock* block = cache.list)
+    if (ThreadCache* threadCache = tCache)
     {
-        cache.list = block->next;
-        --cache.listCount;
-        return block;
-    }
-    if (cache.run != cache.runEnd)
-    {
-        void* block = cache.run;
-        cache.run += BlockBytes(index);
-        return block;
+        ClassCache& cache = threadCache->classes[index];
+        if (FreeBlock* block = cache.list)
+        {
+            cache.list = block->next;
+            --cache.listCount;
+            return block;
+        }
+        if (cache.run != cache.runEnd)
+        {
+            void* block = cache.run;
+            cache.run += BlockBytes(index);
+            return block;
+        }
     }
     return Refill(index);
 }
@@ -580,12 +614,17 @@ void FreeSmall(void* inBlock, size_t inBytes) noexcept
     if constexpr (!kRecycle)
         return ::operator delete(inBlock);
     const size_t index = ClassIndex(inBytes);
-    ClassCache& cache = tCache.classes[index];
     FreeBlock* block = static_cast<FreeBlock*>(inBlock);
-    block->next = cache.list;
-    cache.list = block;
-    if (++cache.listCount > cache.listLimit)
-        Overflow(index);
+    if (ThreadCache* threadCache = tCache)
+    {
+        ClassCache& cache = threadCache->classes[index];
+        block->next = cache.list;
+        cache.list = block;
+        if (++cache.listCount <= ListLimit(index))
+            return;
+        block = nullptr;
+    }
+    FreeSlowly(block, index);
 }
 
 SmallPoolCounts GetSmallPoolCounts()
@@ -599,8 +638,8 @@ SmallPoolCounts GetSmallPoolCounts()
 
 void ReleaseThreadSmallBlocks() noexcept
 {
-    if (kRecycle && tCache.state == CacheState::kLive)
-        ReleaseAll(tCache);
+    if (kRecycle && tCache)
+        ReleaseAll(*tCache);
 }
 
 std::shared_ptr<RecycledMemory> RecycledMemory::Create(size_t inSize)
