@@ -43,7 +43,7 @@ private:
 
 // Blocks at least this large come from the recycling pool: a table handed out is given back to it
 // when its owner lets it go, and the next table of about its size reuses it, page faults already
-// paid. Below it the system's allocator is as fast.
+// paid. Between the small blocks and it the system's allocator is as fast.
 inline constexpr size_t kLargeBlockBytes = size_t(1) << 20;
 
 // A large block from the pool, or fresh (backed by huge pages where the system allows); throws
