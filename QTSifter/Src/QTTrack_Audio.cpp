@@ -1,3 +1,6 @@
+#include <algorithm>
+
+#include "QTChunkOffsetTable.h"
 #include "QTContract.h"
 #include "QTFourCC.h"
 #include "QTShared.h"
@@ -41,6 +44,16 @@ struct AudioSpan
     uint64_t totalSamples = 0;
 };
 
+// The file offset of a chunk from its stco or co64 entry.
+template <uint32_t kEntryBytes>
+uint64_t ReadChunkOffset(const uint8_t* inEntry)
+{
+    if constexpr (kEntryBytes == kCo64EntrySize)
+        return BE::U64(inEntry);
+    else
+        return BE::U32(inEntry);
+}
+
 // One entry a chunk, or the part of it inside the span, in the caller's map.
 class RangeMapWriter
 {
@@ -48,6 +61,68 @@ public:
     RangeMapWriter(const AudioSpan& inSpan, AudioSampleRangeMap& ioMap, bool inKeyByFileOffset)
         : mSpan(inSpan), mMap(ioMap), mKeyByFileOffset(inKeyByFileOffset)
     {
+    }
+
+    // inCount chunks of inSamplesPerChunk frames each, the next in the file's order of frames, their
+    // offsets in the entries from inEntries on; gives the entry after the last.
+    template <uint32_t kEntryBytes>
+    const uint8_t* AddChunks(uint32_t inSamplesPerChunk, const uint8_t* inEntries, uint32_t inCount)
+    {
+        const uint8_t* entry = inEntries;
+        const uint8_t* const end = inEntries + size_t(inCount) * kEntryBytes;
+        // Chunks without frames add nothing and move nothing.
+        if (inSamplesPerChunk == 0)
+            return end;
+        while (entry != end)
+        {
+            const uint64_t chunksLeft = uint64_t(end - entry) / kEntryBytes;
+            if (mSampleCursor >= mSpan.rangeEnd)
+            {
+                // Past the span's end no chunk adds a range.
+                mSampleCursor += chunksLeft * inSamplesPerChunk;
+                return end;
+            }
+            if (mSampleCursor >= mSpan.rangeStart)
+            {
+                // The chunks wholly inside the span, the common case, each as it stands.
+                const uint64_t whole =
+                    std::min<uint64_t>(chunksLeft, (mSpan.rangeEnd - mSampleCursor) / inSamplesPerChunk);
+                entry = AddWholeChunks<kEntryBytes>(inSamplesPerChunk, entry, whole);
+                if (entry == end)
+                    return end;
+            }
+            AddChunk(inSamplesPerChunk, ReadChunkOffset<kEntryBytes>(entry));
+            entry += kEntryBytes;
+        }
+        return end;
+    }
+
+    // Whether the frames seen so far cover the track.
+    bool CoversTrack() const { return mSampleCursor >= mSpan.totalSamples; }
+
+private:
+    // inCount chunks that lie wholly inside the span, none of them empty.
+    template <uint32_t kEntryBytes>
+    const uint8_t* AddWholeChunks(uint32_t inSamplesPerChunk, const uint8_t* inEntries, uint64_t inCount)
+    {
+        // In locals, so that the insertions' calls do not make them be read again each time.
+        AudioSampleRangeMap& map = mMap;
+        const bool keyByFileOffset = mKeyByFileOffset;
+        uint64_t position = mPosition;
+        const uint8_t* entry = inEntries;
+        const uint8_t* const end = inEntries + inCount * kEntryBytes;
+        for (; entry != end; entry += kEntryBytes)
+        {
+            const uint64_t offset = ReadChunkOffset<kEntryBytes>(entry);
+            // Keys mostly come in order, so the end is tried first; a key out of order, or one
+            // already there, is found and treated as by a plain insert.
+            map.emplace_hint(map.end(), keyByFileOffset ? offset : position,
+                             AudioSampleRange{inSamplesPerChunk, position, offset});
+            position += inSamplesPerChunk;
+        }
+        mPosition = position;
+        mSampleCursor += inCount * inSamplesPerChunk;
+        return end;
     }
 
     // A chunk of inSamplesPerChunk frames at inOffset, the next in the file's order of frames.
@@ -59,10 +134,6 @@ public:
         mSampleCursor = chunkEnd;
     }
 
-    // Whether the frames seen so far cover the track.
-    bool CoversTrack() const { return mSampleCursor >= mSpan.totalSamples; }
-
-private:
     void AddInsideSpan(uint64_t inChunkEnd, uint32_t inSamplesPerChunk, uint64_t inOffset)
     {
         uint64_t count = inSamplesPerChunk;
@@ -78,8 +149,6 @@ private:
         if (count == 0)
             return;
         const AudioSampleRange range{count, mPosition, offset};
-        // Keys mostly come in order, so the end is tried first; a key out of order, or one already
-        // there, is found and treated as by a plain insert.
         mMap.emplace_hint(mMap.end(), mKeyByFileOffset ? offset : mPosition, range);
         mPosition += count;
     }
@@ -99,15 +168,21 @@ void WalkChunkRuns(const TrackItem& inItem, const ByteRange& inBytes, const Audi
     const SampleToChunkTable runs(TableAtom(inItem.stsc, inBytes));
     const ChunkOffsetHelper offsets(inItem, inBytes);
     const uint32_t chunkCount = offsets.EntryCount();
+    const uint32_t runCount = runs.RunCount();
+    const bool wide = offsets.Is64Bit();
+    // Stepped entry by entry; only the first chunkCount entries are read, all inside the table.
+    const uint8_t* entry = offsets.Entries();
     RangeMapWriter writer(inSpan, ioMap, inKeyByFileOffset);
     uint32_t chunkIndex = 0;
     uint32_t chunksSeen = 0;
-    for (uint32_t run = 0; run < runs.RunCount(); ++run)
+    for (uint32_t run = 0; run < runCount; ++run)
     {
         const uint32_t runChunks = runs.RunChunks(run, chunkCount, chunksSeen);
         const uint32_t samplesPerChunk = runs.SamplesPerChunk(run);
-        for (uint32_t i = 0; i < runChunks && chunkIndex < chunkCount; ++i, ++chunkIndex)
-            writer.AddChunk(samplesPerChunk, offsets.GetEntry(chunkIndex));
+        const uint32_t chunks = std::min(runChunks, chunkCount - chunkIndex);
+        entry = wide ? writer.AddChunks<kCo64EntrySize>(samplesPerChunk, entry, chunks)
+                     : writer.AddChunks<kStcoEntrySize>(samplesPerChunk, entry, chunks);
+        chunkIndex += chunks;
         if (writer.CoversTrack())
             return;
     }

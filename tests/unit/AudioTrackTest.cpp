@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <map>
+#include <random>
 #include <vector>
 
 #include "Capture.h"
@@ -413,4 +415,119 @@ TEST(AudioSampleRangeMapBounds, ASampleCountWithItsTopBitSetIsEnormous)
          Stco({0, 1000, 2000})},
         {}, 0x7FFFFFFF);
     EXPECT_EQ(MapOf(trak).ranges.size(), 3u);
+}
+
+namespace
+{
+
+// The map as a literal walk gives it, chunk by chunk: the stsc runs in order, each up to the next
+// run's first chunk (the last up to the chunk count), each chunk cut to the span, the walk ending
+// after the run that covers the track. Written apart from the library's pass, as its oracle.
+std::vector<Range> LiteralWalk(const std::vector<StscEntry>& inRuns, const std::vector<uint64_t>& inOffsets,
+                               uint64_t inTotal, uint64_t inStart, uint64_t inEnd, bool inKeyByFileOffset)
+{
+    std::map<uint64_t, Range> byKey;
+    uint64_t cursor = 0;
+    uint64_t position = 0;
+    uint32_t chunk = 0;
+    uint32_t seen = 0;
+    for (size_t run = 0; run < inRuns.size(); ++run)
+    {
+        uint32_t chunks = 0;
+        if (run + 1 < inRuns.size())
+        {
+            chunks = inRuns[run + 1].firstChunk - inRuns[run].firstChunk;
+            seen += chunks;
+        }
+        else
+            chunks = uint32_t(inOffsets.size()) - seen;
+        const uint64_t perChunk = inRuns[run].samplesPerChunk;
+        for (uint32_t i = 0; i < chunks && chunk < inOffsets.size(); ++i, ++chunk)
+        {
+            const uint64_t end = cursor + perChunk;
+            if (end >= inStart && cursor <= inEnd)
+            {
+                uint64_t count = perChunk;
+                uint64_t offset = inOffsets[chunk];
+                if (inStart > cursor)
+                {
+                    count -= inStart - cursor;
+                    offset += (inStart - cursor) * 2;
+                }
+                if (end > inEnd)
+                    count = inEnd - cursor;
+                if (count != 0)
+                {
+                    const uint64_t key = inKeyByFileOffset ? offset : position;
+                    byKey.try_emplace(key, Range{key, count, position, offset});
+                    position += count;
+                }
+            }
+            cursor = end;
+        }
+        if (cursor >= inTotal)
+            break;
+    }
+    std::vector<Range> ranges;
+    for (const auto& [key, range] : byKey)
+        ranges.push_back(range);
+    return ranges;
+}
+
+} // namespace
+
+TEST(AudioSampleRangeMap, RandomTablesGiveWhatALiteralWalkGives)
+{
+    std::mt19937 random(20261122);
+    auto below = [&](uint32_t inLimit) { return uint32_t(random() % inLimit); };
+    for (int trial = 0; trial < 400; ++trial)
+    {
+        const uint32_t chunkCount = 1 + below(40);
+        std::vector<uint64_t> offsets;
+        const bool wide = below(3) == 0;
+        uint64_t next = wide ? 0xFFFFF000ull : 0;
+        for (uint32_t i = 0; i < chunkCount; ++i)
+        {
+            // Mostly rising, sometimes repeated or falling back, as keys by offset may be.
+            const uint32_t step = below(8);
+            if (step == 0 && next >= 500)
+                next -= 500;
+            else if (step != 1)
+                next += 100 * step;
+            offsets.push_back(next);
+        }
+        std::vector<StscEntry> runs;
+        uint32_t firstChunk = 1;
+        const uint32_t runCount = 1 + below(4);
+        for (uint32_t run = 0; run < runCount; ++run)
+        {
+            runs.push_back({.firstChunk = firstChunk, .samplesPerChunk = below(5) == 0 ? 0 : 1 + below(120)});
+            // Now and then a first chunk that falls back, or one past the table.
+            firstChunk = below(10) == 0 ? 1 + below(chunkCount) : firstChunk + below(12);
+        }
+        const uint32_t total = 1 + below(3000);
+        const uint32_t duration = 1 + below(3000);
+        std::vector<ElstEntry> edits;
+        uint64_t start = 0;
+        uint64_t end = duration;
+        if (below(3) != 0)
+        {
+            const uint32_t mediaTime = below(2000);
+            const uint32_t editDuration = below(1500);
+            edits.push_back({.duration = editDuration, .mediaTime = mediaTime});
+            start = mediaTime;
+            end = uint64_t(mediaTime) + editDuration;
+        }
+        std::vector<uint32_t> narrow(offsets.begin(), offsets.end());
+        std::vector<Atom> tables = {Stts({{.sampleCount = total, .duration = 1}}), Stsc(runs)};
+        tables.push_back(wide ? Co64(offsets) : Stco(narrow));
+        const Atom trak = SoundTrakWith({kMono16}, tables, edits, duration);
+        for (const bool byOffset : {false, true})
+        {
+            SCOPED_TRACE(::testing::Message() << "trial " << trial << (byOffset ? ", keyed by offset" : ""));
+            const Mapped mapped = MapOf(trak, byOffset);
+            ASSERT_EQ(mapped.result, 0u);
+            EXPECT_EQ(mapped.ranges, LiteralWalk(runs, offsets, total, start, end, byOffset));
+        }
+    }
 }

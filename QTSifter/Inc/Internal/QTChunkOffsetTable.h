@@ -24,6 +24,13 @@ public:
 
     bool Is64Bit() const noexcept { return mIs64Bit; }
     uint32_t EntryCount() const noexcept { return mEntryCount; }
+    // The first entry, for a pass that steps through the table itself: EntryCount entries of
+    // EntryBytes lie inside the atom from here. Null when the track has no table.
+    const uint8_t* Entries() const noexcept
+    {
+        return mTable ? mTable.Atom() + kChunkOffsetEntriesFromAtom : nullptr;
+    }
+    uint32_t EntryBytes() const noexcept { return mIs64Bit ? kCo64EntrySize : kStcoEntrySize; }
     // The file offset of chunk inEntryIdx. An index not below the count violates the contract:
     // it is reported and the result is 0.
     uint64_t GetEntry(uint32_t inEntryIdx) const
