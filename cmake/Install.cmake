@@ -11,6 +11,8 @@ set(QTSIFTER_PUBLIC_HEADERS
     QTSifter/Inc/IQTTrack.h
     QTSifter/Inc/QTAudio.h
     QTSifter/Inc/QTExport.h
+    QTSifter/Inc/QTExtRefData.h
+    QTSifter/Inc/QTExternalReferences.h
     QTSifter/Inc/QTFileProvider.h
     QTSifter/Inc/QTFourCC.h
     QTSifter/Inc/QTMetadata.h

@@ -7,6 +7,7 @@
 #include "MK/BinaryData.h"
 #include "QTAudio.h"
 #include "QTExport.h"
+#include "QTExtRefData.h"
 #include "QTRect.h"
 #include "QTVideo.h"
 #include "tenacore/classref.h"
@@ -125,9 +126,18 @@ public:
 
     // The track's own user data item of inType.
     virtual bool GetUserDataItem(uint32_t inType, MK::BinaryData& outData) = 0;
+    // Whether the media is in the movie file itself: one data reference, flagged so or of a type
+    // that is neither "alis" nor "url ".
+    virtual bool IsDataSelfContained() = 0;
     // The type of the track's only data reference, or "????".
     virtual uint32_t GetDataReferenceType() = 0;
+    // True when the track's alias records name exactly one file; outReference, if not null, then
+    // receives its aliasPath.
+    virtual bool GetSingleExternalReference(std::u16string* outReference) = 0;
     virtual bool HasSingleDataReference() = 0;
+    // Adds the track's alias records to ioReferences, keeping an entry already there. False when
+    // the data references run past their bounds; what was read before stays.
+    virtual bool CollectExternalReferences(ExternalReferenceMap& ioReferences) = 0;
     virtual bool HasIdentityTransform() = 0;
     virtual bool HasUnscaledTransform() = 0;
     virtual bool HasRightAngleTransform() = 0;

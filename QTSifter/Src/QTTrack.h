@@ -80,8 +80,11 @@ public:
     uint32_t MakeAudioSampleRangeMap(AudioSampleRangeMap& outMap, bool inKeyByFileOffset) override;
     bool GetMultiChannelMap(uint32_t inIndex, std::vector<int32_t>& outMap, bool& outUnsupported) override;
     bool GetUserDataItem(uint32_t inType, MK::BinaryData& outData) override;
+    bool IsDataSelfContained() override;
     uint32_t GetDataReferenceType() override;
+    bool GetSingleExternalReference(std::u16string* outReference) override;
     bool HasSingleDataReference() override;
+    bool CollectExternalReferences(ExternalReferenceMap& ioReferences) override;
     bool HasIdentityTransform() override;
     bool HasUnscaledTransform() override;
     bool HasRightAngleTransform() override;
