@@ -40,10 +40,14 @@ inline constexpr ContractSite kVideoMediaType{"QTSifter/Src/QTTrack_Video", 71, 
 // The audio accessors: reported, then raised, so that nothing behind the check runs.
 inline constexpr ContractSite kAudioMediaType{"QTSifter/Src/QTTrack_Audio", 119, nullptr,
                                               "GetTrackMediaType() == kAudioMediaType"};
+// Too few recorded folders for the alias's levels: reported, and the folder built so far is given.
+inline constexpr ContractSite kResolveRelativePath{"QTSifter/Src/QTSifter", 655, "QT::ResolveRelativePath",
+                                                   "aliasPathSegments.size() >= levelToCount"};
 
 // Every site, for the test that triggers each.
-inline constexpr const ContractSite* kAll[] = {&kGetTrackItem,     &kGetUserData,    &kGetIndTrack,
-                                               &kChunkOffsetEntry, &kVideoMediaType, &kAudioMediaType};
+inline constexpr const ContractSite* kAll[] = {&kGetTrackItem,       &kGetUserData,    &kGetIndTrack,
+                                               &kChunkOffsetEntry,   &kVideoMediaType, &kAudioMediaType,
+                                               &kResolveRelativePath};
 
 } // namespace ContractSites
 
