@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "ExerciseReferences.h"
 #include "ExerciseSoundDescriptions.h"
 #include "QTFourCC.h"
 #include "tenacore/config.h"
@@ -163,7 +164,7 @@ uint64_t ExerciseTrack(QT::IQTTrack& inTrack)
     for (int32_t index = -1; index <= descriptions; ++index)
         value +=
             ExerciseImageDescription(inTrack, index) + ExerciseSoundDescription(inTrack, uint32_t(index));
-    value += ExerciseAudioRangeMap(inTrack);
+    value += ExerciseAudioRangeMap(inTrack) + ExerciseTrackReferences(inTrack);
     return value + ExerciseVideoTables(inTrack) + ExerciseSoundDescriptions(inTrack);
 }
 
