@@ -1,6 +1,8 @@
 #include "tenacore/FileUtils.h"
 
+#include <filesystem>
 #include <mutex>
+#include <system_error>
 
 #include "tenacore/string.h"
 
@@ -65,6 +67,19 @@ FileUtils::ExistenceProbe FileUtils::SetExistenceProbe(ExistenceProbe inProbe)
     std::lock_guard lock(ProbeMutex());
     std::swap(Probe(), inProbe);
     return inProbe;
+}
+
+bool FileUtils::GetFileSize(const std::u16string& inPath, uint64_t& outSize)
+{
+    std::error_code error;
+    const std::filesystem::path path(inPath);
+    if (!std::filesystem::is_regular_file(path, error))
+        return false;
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    if (error)
+        return false;
+    outSize = uint64_t(size);
+    return true;
 }
 
 char16_t FileUtils::PreferredSeparator()

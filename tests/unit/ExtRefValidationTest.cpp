@@ -150,13 +150,14 @@ TEST(ExtRefValidation, LevelFromZeroAtStageThreeGivesFalse)
 
 TEST(ExtRefValidation, AnExistingRelativePathAtStageThreeEndsTheWalkWithTrue)
 {
+    // Two levels up from C:\m stops at C:, a place that no earlier stage looks at.
     InjectedVolumes volumes({});
     ProbeRecorder fs;
-    const std::u16string relative = u"C:\\m" + Sep() + u"1.mov";
+    const std::u16string relative = u"C:" + Sep() + u"1.mov";
     fs.existing = {relative};
     EXPECT_TRUE(QT::ValidateExternalReferences(
-        kMovie, MapOf({Reference(u"1.mov", u"/V/1.mov", 1, 1), Reference(u"2.mov", u"/V/2.mov", 1, 1),
-                       Reference(u"3.mov", u"/V/3.mov", 1, 1)})));
+        kMovie, MapOf({Reference(u"1.mov", u"/V/1.mov", 2, 1), Reference(u"2.mov", u"/V/2.mov", 2, 1),
+                       Reference(u"3.mov", u"/V/3.mov", 2, 1)})));
     EXPECT_EQ(fs.probes.back(), relative);
     EXPECT_FALSE(Probed(fs, u"3.mov"));
 }
@@ -167,9 +168,9 @@ TEST(ExtRefValidation, AMissingRelativePathAtStageThreeEndsTheWalkWithFalse)
     ProbeRecorder fs;
     fs.existing = {u"C:\\m\\1.mov"};
     EXPECT_FALSE(QT::ValidateExternalReferences(
-        kMovie, MapOf({Reference(u"1.mov", u"/V/1.mov", 1, 1), Reference(u"2.mov", u"/V/2.mov", 1, 1),
-                       Reference(u"3.mov", u"/V/3.mov", 1, 1)})));
-    EXPECT_EQ(fs.probes.back(), u"C:\\m" + Sep() + u"2.mov");
+        kMovie, MapOf({Reference(u"1.mov", u"/V/1.mov", 2, 1), Reference(u"2.mov", u"/V/2.mov", 2, 1),
+                       Reference(u"3.mov", u"/V/3.mov", 2, 1)})));
+    EXPECT_EQ(fs.probes.back(), u"C:" + Sep() + u"2.mov");
     EXPECT_FALSE(Probed(fs, u"3.mov"));
 }
 

@@ -44,10 +44,15 @@ inline constexpr ContractSite kAudioMediaType{"QTSifter/Src/QTTrack_Audio", 119,
 inline constexpr ContractSite kResolveRelativePath{"QTSifter/Src/QTSifter", 655, "QT::ResolveRelativePath",
                                                    "aliasPathSegments.size() >= levelToCount"};
 
+// The timecode sample location: reported, then raised.
+inline constexpr ContractSite kTimecodeMediaType{"QTSifter/Src/QTTrack_TimeCode", 83,
+                                                 "QT::QTTrack::GetTimecodeMediaSampleLocation",
+                                                 "GetTrackMediaType() == kTimecodeMediaType"};
+
 // Every site, for the test that triggers each.
-inline constexpr const ContractSite* kAll[] = {&kGetTrackItem,       &kGetUserData,    &kGetIndTrack,
-                                               &kChunkOffsetEntry,   &kVideoMediaType, &kAudioMediaType,
-                                               &kResolveRelativePath};
+inline constexpr const ContractSite* kAll[] = {&kGetTrackItem,      &kGetUserData,        &kGetIndTrack,
+                                               &kChunkOffsetEntry,  &kVideoMediaType,     &kAudioMediaType,
+                                               &kTimecodeMediaType, &kResolveRelativePath};
 
 } // namespace ContractSites
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -8,9 +9,14 @@
 namespace tenacore::utility
 {
 
-// Questions about paths on the file system. Both separators, / and \, count on every platform.
-struct TENACORE_API FileUtils
+// Questions about files by path, answered without opening them. Both separators, / and \, count
+// on every platform.
+class TENACORE_API FileUtils
 {
+public:
+    // The size in bytes of the regular file at inPath. False, with outSize untouched, when there is
+    // no such file or it cannot be asked.
+    static bool GetFileSize(const std::u16string& inPath, uint64_t& outSize);
     // True if a file or folder exists at inPath; false for an empty path.
     static bool FileOrDirExists(const std::u16string& inPath);
     // inPath ending in one separator, the platform's when one is added; an empty path becomes the
