@@ -12,6 +12,8 @@ set(QTSIFTER_PUBLIC_HEADERS
     QTSifter/Inc/QTAudio.h
     QTSifter/Inc/QTCaption.h
     QTSifter/Inc/QTExport.h
+    QTSifter/Inc/QTExtRefData.h
+    QTSifter/Inc/QTExternalReferences.h
     QTSifter/Inc/QTFileProvider.h
     QTSifter/Inc/QTFourCC.h
     QTSifter/Inc/QTMetadata.h

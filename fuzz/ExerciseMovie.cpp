@@ -1,5 +1,6 @@
 #include "ExerciseMovie.h"
 
+#include "ExerciseReferences.h"
 #include "ExerciseTrack.h"
 
 #include <algorithm>
@@ -153,6 +154,7 @@ void ExerciseMovie(QT::IQTMovie& inMovie)
         inMovie.GetIndTrack(track, index);
         Keep(ExerciseTrack(*track));
     }
+    Keep(ExerciseMovieReferences(inMovie));
 }
 
 } // namespace qtfuzz

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "CompareSamplePasses.h"
+#include "ExerciseReferences.h"
 #include "ExerciseSoundDescriptions.h"
 #include "ExerciseTimecodeCaptions.h"
 #include "QTFourCC.h"
@@ -165,7 +166,8 @@ uint64_t ExerciseTrack(QT::IQTTrack& inTrack)
     for (int32_t index = -1; index <= descriptions; ++index)
         value +=
             ExerciseImageDescription(inTrack, index) + ExerciseSoundDescription(inTrack, uint32_t(index));
-    value += ExerciseAudioRangeMap(inTrack) + ExerciseTimecodeCaptions(inTrack);
+    value +=
+        ExerciseAudioRangeMap(inTrack) + ExerciseTimecodeCaptions(inTrack) + ExerciseTrackReferences(inTrack);
     return value + ExerciseVideoTables(inTrack) + ExerciseSoundDescriptions(inTrack) +
            CompareSamplePasses(inTrack);
 }

@@ -8,6 +8,7 @@
 #include "QTAudio.h"
 #include "QTCaption.h"
 #include "QTExport.h"
+#include "QTExtRefData.h"
 #include "QTRect.h"
 #include "QTTimecode.h"
 #include "QTVideo.h"
@@ -151,9 +152,18 @@ public:
 
     // The track's own user data item of inType.
     virtual bool GetUserDataItem(uint32_t inType, MK::BinaryData& outData) = 0;
+    // Whether the media is in the movie file itself: one data reference, flagged so or of a type
+    // that is neither "alis" nor "url ".
+    virtual bool IsDataSelfContained() = 0;
     // The type of the track's only data reference, or "????".
     virtual uint32_t GetDataReferenceType() = 0;
+    // True when the track's alias records name exactly one file; outReference, if not null, then
+    // receives its aliasPath.
+    virtual bool GetSingleExternalReference(std::u16string* outReference) = 0;
     virtual bool HasSingleDataReference() = 0;
+    // Adds the track's alias records to ioReferences, keeping an entry already there. False when
+    // the data references run past their bounds; what was read before stays.
+    virtual bool CollectExternalReferences(ExternalReferenceMap& ioReferences) = 0;
     virtual bool HasIdentityTransform() = 0;
     virtual bool HasUnscaledTransform() = 0;
     virtual bool HasRightAngleTransform() = 0;

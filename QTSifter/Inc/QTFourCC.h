@@ -66,6 +66,9 @@ inline constexpr uint32_t kEndaAtom = FourCC("enda");
 inline constexpr uint32_t kPcmCAtom = FourCC("pcmC");
 inline constexpr uint32_t kSratAtom = FourCC("srat");
 inline constexpr uint32_t kChanAtom = FourCC("chan");
+// Data reference entries: a Macintosh alias record, a URL.
+inline constexpr uint32_t kAliasDataReference = FourCC("alis");
+inline constexpr uint32_t kUrlDataReference = FourCC("url ");
 
 // Sound data formats as files name them.
 inline constexpr uint32_t kLinearPCMFormat = FourCC("lpcm");

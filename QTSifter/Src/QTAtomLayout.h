@@ -72,6 +72,20 @@ inline constexpr uint32_t kHandleRecordSizeFromDinf = 41;
 inline constexpr uint32_t kHandleRecordTypeFromDinf = 45;
 inline constexpr uint32_t kHandleRecordFromDinf = 49;
 
+// dref inside dinf, its entries and the alias records they carry.
+inline constexpr uint32_t kDrefSizeFromDinf = 8;
+inline constexpr uint32_t kDataReferenceFlagFromDinf = 35;
+inline constexpr uint32_t kDataReferenceTypeFromEntry = 4;
+inline constexpr uint32_t kDataReferenceFlagFromEntry = 11; // the last byte of the flags
+inline constexpr uint32_t kDataReferenceHeaderSize = 12;
+inline constexpr uint32_t kAliasRecordLengthFromRecord = 4;
+inline constexpr uint32_t kAliasFileNameLengthFromRecord = 50;
+inline constexpr uint32_t kAliasFileNameFromRecord = 51;
+inline constexpr uint32_t kAliasLevelFromFromRecord = 130;
+inline constexpr uint32_t kAliasLevelToFromRecord = 132;
+inline constexpr uint32_t kAliasTagsFromRecord = 150;
+inline constexpr uint32_t kAliasTagHeadSize = 4;
+
 // A Timecode Sample Description, from the entry's size word, and the name atom that may follow
 // its fixed fields: its size, its type, then the text behind 4 bytes of length and language.
 inline constexpr uint32_t kTimecodeFlagsFromEntry = 20;

@@ -88,8 +88,11 @@ public:
     uint32_t GetCaptionMediaDataFormat(int32_t inIndex) override;
     uint32_t GetCaptionMediaFrameDuration() override;
     bool GetUserDataItem(uint32_t inType, MK::BinaryData& outData) override;
+    bool IsDataSelfContained() override;
     uint32_t GetDataReferenceType() override;
+    bool GetSingleExternalReference(std::u16string* outReference) override;
     bool HasSingleDataReference() override;
+    bool CollectExternalReferences(ExternalReferenceMap& ioReferences) override;
     bool HasIdentityTransform() override;
     bool HasUnscaledTransform() override;
     bool HasRightAngleTransform() override;

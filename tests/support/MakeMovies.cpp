@@ -7,6 +7,7 @@
 
 #include <zlib.h>
 
+#include "AliasAtoms.h"
 #include "AtomBuilder.h"
 #include "SoundAtoms.h"
 
@@ -123,6 +124,15 @@ int main(int argc, char** argv)
                                      {Wave({Enda(1)}), Chan(0x007A0006)}))},
         {"builder-sound-v2.mov",
          SoundMovie(SoundDescription2({.channels = 6}, {Chan(0, 0, {1, 2, 3, 4, 5, 6})}))},
+        // Tracks whose media lies in other files, named by alias records of every kind read.
+        {"builder-aliases.mov",
+         MovieWith(
+             {ReferringTrak("vide", DinfOf({Dref({AliasEntry(AliasTo("a.mov", "clips", "/Volumes/Media",
+                                                                     "/clips/a.mov")),
+                                                  AliasEntry(AliasTo("b.mov"))})})),
+              ReferringTrak("tmcd", DinfOf({Dref({AliasEntry(AliasTo("a.mov", "x", "", "/Archive/a.mov"))})}),
+                            false),
+              ReferringTrak("soun", DinfOf({Dref({DataReferenceEntry("url ", 0, "file:///c.mov")})}))})},
     };
     for (const auto& [name, bytes] : movies)
     {

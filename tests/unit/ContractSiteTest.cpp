@@ -9,6 +9,7 @@
 #include "QTShared.h"
 #include "SifterProbe.h"
 #include "TrackTestSupport.h"
+#include "external_references/QTPathResolution.h"
 #include "tenacore/config.h"
 #include "tenacore/debug.h"
 
@@ -64,6 +65,13 @@ std::vector<Breach> EveryBreach()
          {
              const QT::ChunkOffsetHelper offsets(inProbe.MooV().GetTrackItem(0), inProbe.MooV().Bytes());
              EXPECT_EQ(offsets.GetEntry(offsets.EntryCount()), 0u);
+         }},
+        // Two levels down from the common folder, but the recorded path has no folder at all.
+        {&kResolveRelativePath, "QT::ResolveRelativePath", false,
+         [](const Probe&, QT::IQTTrack&, QT::IQTTrack&)
+         {
+             const QT::ExtRefData reference{u"f.mov", u"", u"f.mov", 1, 3};
+             EXPECT_FALSE(QT::ResolveRelativePath(u"/m/movie.mov", reference).empty());
          }},
     };
     // Every video accessor opens with the media type check and names itself in the report.

@@ -32,5 +32,6 @@ Command TemporalCommand();
 Command AudioMapCommand();
 Command TimecodeCommand();
 Command CaptionsCommand();
+Command RefsCommand();
 
 } // namespace qtsifter

@@ -5,8 +5,8 @@ namespace qtsifter
 
 std::vector<Command> CommandTable()
 {
-    return {InfoCommand(),     SamplesCommand(),  TemporalCommand(),
-            AudioMapCommand(), TimecodeCommand(), CaptionsCommand()};
+    return {InfoCommand(),     SamplesCommand(),  TemporalCommand(), AudioMapCommand(),
+            TimecodeCommand(), CaptionsCommand(), RefsCommand()};
 }
 
 } // namespace qtsifter

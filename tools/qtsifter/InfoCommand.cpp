@@ -44,10 +44,14 @@ void WriteSummary(std::ostream& ioOut, const Json& inReport)
     {
         const MediaKind& kind = KindNamed(track.at("kind").get<std::string>());
         const uint32_t samples = track.at("editedSampleCount").get<uint32_t>();
-        ioOut << fmt::format("  {}: {}, {}, {:.3f} s, {} sample{}{}\n", track.at("index").get<uint64_t>(),
+        const size_t references = track.at("externalReferences").size();
+        ioOut << fmt::format("  {}: {}, {}, {:.3f} s, {} sample{}{}{}\n", track.at("index").get<uint64_t>(),
                              kind.name, kind.summary(track), track.at("editedDurationSeconds").get<double>(),
                              samples, samples == 1 ? "" : "s",
-                             track.at("enabled").get<bool>() ? "" : ", disabled");
+                             track.at("enabled").get<bool>() ? "" : ", disabled",
+                             references == 0 ? ""
+                                             : fmt::format(", data in {} other file{}", references,
+                                                           references == 1 ? "" : "s"));
     }
     if (movie.contains("fragmentNote"))
         ioOut << "note: " << movie.at("fragmentNote").get<std::string>() << "\n";

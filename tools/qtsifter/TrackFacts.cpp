@@ -6,6 +6,7 @@
 #include "LookThrough.h"
 #include "MediaKinds.h"
 #include "MovieFacts.h"
+#include "tenacore/string.h"
 
 namespace qtsifter
 {
@@ -31,6 +32,19 @@ Json DescriptionsJson(QT::IQTTrack& inTrack, const MediaKind& inKind)
         descriptions.push_back(std::move(description));
     }
     return descriptions;
+}
+
+// Whether the media is in this file, and the files its alias records name instead.
+void AddReferenceFacts(QT::IQTTrack& inTrack, Json& ioTrack)
+{
+    ioTrack["selfContained"] = inTrack.IsDataSelfContained();
+    QT::ExternalReferenceMap references;
+    if (!inTrack.CollectExternalReferences(references))
+        ioTrack["externalReferencesCutShort"] = true;
+    Json paths = Json::array();
+    for (const auto& [path, reference] : references)
+        paths.push_back(tenacore::string::UTF16to8(path));
+    ioTrack["externalReferences"] = std::move(paths);
 }
 
 Json TrackJson(QT::IQTTrack& inTrack, uint32_t inMovieTimeScale)
@@ -63,6 +77,7 @@ Json TrackJson(QT::IQTTrack& inTrack, uint32_t inMovieTimeScale)
     track["descriptionCount"] = inTrack.GetSampleDescriptionCount();
     track["dataReferenceType"] = FourCCDisplay(inTrack.GetDataReferenceType());
     track["singleDataReference"] = inTrack.HasSingleDataReference();
+    AddReferenceFacts(inTrack, track);
     if (kind.addTrackFacts)
         kind.addTrackFacts(inTrack, track);
     track["descriptions"] = DescriptionsJson(inTrack, kind);

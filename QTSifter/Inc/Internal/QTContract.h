@@ -40,6 +40,9 @@ inline constexpr ContractSite kVideoMediaType{"QTSifter/Src/QTTrack_Video", 71, 
 // The audio accessors: reported, then raised, so that nothing behind the check runs.
 inline constexpr ContractSite kAudioMediaType{"QTSifter/Src/QTTrack_Audio", 119, nullptr,
                                               "GetTrackMediaType() == kAudioMediaType"};
+// Too few recorded folders for the alias's levels: reported, and the folder built so far is given.
+inline constexpr ContractSite kResolveRelativePath{"QTSifter/Src/QTSifter", 655, "QT::ResolveRelativePath",
+                                                   "aliasPathSegments.size() >= levelToCount"};
 
 // The timecode sample location: reported, then raised.
 inline constexpr ContractSite kTimecodeMediaType{"QTSifter/Src/QTTrack_TimeCode", 83,
@@ -47,9 +50,9 @@ inline constexpr ContractSite kTimecodeMediaType{"QTSifter/Src/QTTrack_TimeCode"
                                                  "GetTrackMediaType() == kTimecodeMediaType"};
 
 // Every site, for the test that triggers each.
-inline constexpr const ContractSite* kAll[] = {&kGetTrackItem,     &kGetUserData,    &kGetIndTrack,
-                                               &kChunkOffsetEntry, &kVideoMediaType, &kAudioMediaType,
-                                               &kTimecodeMediaType};
+inline constexpr const ContractSite* kAll[] = {&kGetTrackItem,      &kGetUserData,        &kGetIndTrack,
+                                               &kChunkOffsetEntry,  &kVideoMediaType,     &kAudioMediaType,
+                                               &kTimecodeMediaType, &kResolveRelativePath};
 
 } // namespace ContractSites
 

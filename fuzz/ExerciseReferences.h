@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+
+#include "IQTMovie.h"
+#include "IQTTrack.h"
+
+namespace qtfuzz
+{
+
+// A track's data references: self-contained or not, its alias records, its single reference.
+uint64_t ExerciseTrackReferences(QT::IQTTrack& inTrack);
+
+// The movie's references listed, then resolved and validated against a stand-in file system and
+// stand-in volumes: the paths an input names are never looked for on the real ones.
+uint64_t ExerciseMovieReferences(QT::IQTMovie& inMovie);
+
+} // namespace qtfuzz
