@@ -30,5 +30,6 @@ Command InfoCommand();
 Command SamplesCommand();
 Command TemporalCommand();
 Command AudioMapCommand();
+Command FixCommand();
 
 } // namespace qtsifter

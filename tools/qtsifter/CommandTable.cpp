@@ -5,7 +5,7 @@ namespace qtsifter
 
 std::vector<Command> CommandTable()
 {
-    return {InfoCommand(), SamplesCommand(), TemporalCommand(), AudioMapCommand()};
+    return {InfoCommand(), SamplesCommand(), TemporalCommand(), AudioMapCommand(), FixCommand()};
 }
 
 } // namespace qtsifter
