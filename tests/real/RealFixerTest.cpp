@@ -23,8 +23,7 @@ uint32_t WordIn(const Bytes& inBytes, uint64_t inAt)
 }
 
 // The first child of inType along a path of containers below inParent.
-std::optional<FileAtom> Descend(const Bytes& inBytes, FileAtom inParent,
-                                const std::vector<std::string>& inPath)
+std::optional<FileAtom> Descend(const Bytes& inBytes, FileAtom inParent, const std::vector<uint32_t>& inPath)
 {
     for (uint32_t type : inPath)
     {

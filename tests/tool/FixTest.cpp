@@ -71,7 +71,7 @@ TEST(ToolFix, WithoutInPlaceSaysWhereItWouldWriteAndChangesNothing)
     EXPECT_TRUE(Contains(text.out, "position: " + std::to_string(FindAtom(bytes, "sdtp", 1) + 4)))
         << text.out;
     EXPECT_TRUE(Contains(text.out, "sdtp")) << text.out;
-    EXPECT_TRUE(Contains(text.out, "written: false")) << text.out;
+    EXPECT_TRUE(Contains(text.out, "written: no")) << text.out;
     EXPECT_EQ(ReadFileBytes(file.Path()), bytes);
 }
 
