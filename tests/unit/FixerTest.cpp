@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#if !defined(_WIN32)
 #include <unistd.h>
+#endif
 
 #include <cstring>
 #include <string>
@@ -378,12 +380,17 @@ INSTANTIATE_TEST_SUITE_P(EachStep, MovieFixerWriteFailure,
 
 TEST(MovieFixer, AReadOnlyFileGivesTheWriteFailure)
 {
+#if !defined(_WIN32)
+    // On Windows the permissions set the read-only attribute, which binds every user.
     if (::geteuid() == 0)
         GTEST_SKIP() << "running as root, which writes to a read-only file all the same";
+#endif
     TempFile file(MovieOf({VideoTrakWithSdtp()}));
     const Bytes before = ReadFileBytes(file.Path());
     std::filesystem::permissions(file.Path(),
                                  std::filesystem::perms::owner_read | std::filesystem::perms::group_read);
     EXPECT_EQ(FixFile(file.Path()), QT::kQTErrFixerWrite);
     EXPECT_EQ(ReadFileBytes(file.Path()), before);
+    // A read-only file cannot be removed on Windows.
+    std::filesystem::permissions(file.Path(), std::filesystem::perms::owner_all);
 }
