@@ -11,12 +11,14 @@ set(QTSIFTER_PUBLIC_HEADERS
     QTSifter/Inc/IQTSifter.h
     QTSifter/Inc/IQTTrack.h
     QTSifter/Inc/QTAudio.h
+    QTSifter/Inc/QTCaption.h
     QTSifter/Inc/QTExport.h
     QTSifter/Inc/QTFileProvider.h
     QTSifter/Inc/QTFourCC.h
     QTSifter/Inc/QTMetadata.h
     QTSifter/Inc/QTRect.h
     QTSifter/Inc/QTResultCodes.h
+    QTSifter/Inc/QTTimecode.h
     QTSifter/Inc/QTVideo.h
 )
 install(FILES ${QTSIFTER_PUBLIC_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/QTSifter)

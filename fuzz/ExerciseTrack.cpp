@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "CompareSamplePasses.h"
 #include "ExerciseSoundDescriptions.h"
+#include "ExerciseTimecodeCaptions.h"
 #include "QTFourCC.h"
 #include "tenacore/config.h"
 
@@ -90,7 +92,7 @@ uint64_t ExerciseVideoTables(QT::IQTTrack& inTrack)
         value += inTrack.IsVideoSampleReferenced(sample);
     for (const bool ignoreEdits : {false, true})
     {
-        std::vector<QT::VideoSampleRecord> samples;
+        QT::VideoSampleTable samples;
         bool variable = false;
         value += inTrack.MakeVideoSampleTable(ignoreEdits, ignoreEdits, kMaxSamples, samples, &variable);
         value += samples.size() + variable;
@@ -163,8 +165,9 @@ uint64_t ExerciseTrack(QT::IQTTrack& inTrack)
     for (int32_t index = -1; index <= descriptions; ++index)
         value +=
             ExerciseImageDescription(inTrack, index) + ExerciseSoundDescription(inTrack, uint32_t(index));
-    value += ExerciseAudioRangeMap(inTrack);
-    return value + ExerciseVideoTables(inTrack) + ExerciseSoundDescriptions(inTrack);
+    value += ExerciseAudioRangeMap(inTrack) + ExerciseTimecodeCaptions(inTrack);
+    return value + ExerciseVideoTables(inTrack) + ExerciseSoundDescriptions(inTrack) +
+           CompareSamplePasses(inTrack);
 }
 
 } // namespace qtfuzz

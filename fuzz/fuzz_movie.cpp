@@ -13,7 +13,9 @@
 #include <unistd.h>
 
 #include "ExerciseMovie.h"
+#include "ExerciseTimecodeCaptions.h"
 #include "IQTSifter.h"
+#include "QTCaptionLimits.h"
 #include "QTFourCC.h"
 #include "WalkUnderOtherRules.h"
 #include "tenacore/debug.h"
@@ -114,6 +116,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     tenacore::debug::SetAssertHandler([](const char*, int, const char*, const char*, const std::string&)
                                       { return false; });
+    // A caption map of a few bytes of table may claim billions of entries; far fewer show the same.
+    QT::SetCaptionMapLimits({.maxConstantSizeSamples = 1u << 12, .maxEntries = 1u << 12});
     return 0;
 }
 
@@ -121,6 +125,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* inData, size_t inSize)
 {
     gInput = inData;
     gInputSize = inSize;
+    // The input is the media file that caption maps peek into, through one fixed path; written
+    // once, before either movie is asked.
+    const bool scratchWritten = WriteScratch(inData, inSize);
+    qtfuzz::SetCaptionMediaPath(scratchWritten ? tenacore::string::UTF8to16(ScratchPath())
+                                               : std::u16string());
     {
         QT::QTFileProvider provider = MakeProvider();
         tenacore::classref::InterfaceRef<QT::IQTMovie> movie;
@@ -135,7 +144,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* inData, size_t inSize)
             qtfuzz::ExerciseMovie(*movie);
     }
 
-    if (WriteScratch(inData, inSize))
+    if (scratchWritten)
     {
         tenacore::classref::InterfaceRef<QT::IQTMovie> movie;
         const uint32_t result = QT::MakeParser()->MakeMovie(tenacore::string::UTF8to16(ScratchPath()), movie);

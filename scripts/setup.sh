@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that building, testing, fuzzing and the sample need, and only
-# those that are missing. Runs as root, or through sudo for another user.
+# Installs the Debian packages that building, testing, fuzzing, the Windows build and the sample
+# need, and only those that are missing. Runs as root, or through sudo for another user.
 set -euo pipefail
 
 packages=(
     cmake ninja-build g++ clang zlib1g-dev
     libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev libcli11-dev rapidjson-dev libfmt-dev pkgconf
     ffmpeg libavformat-dev
+    g++-mingw-w64-x86-64-posix libz-mingw-w64-dev googletest wine64
 )
 
 as_root() {

@@ -6,8 +6,10 @@
 
 #include "MK/BinaryData.h"
 #include "QTAudio.h"
+#include "QTCaption.h"
 #include "QTExport.h"
 #include "QTRect.h"
+#include "QTTimecode.h"
 #include "QTVideo.h"
 #include "tenacore/classref.h"
 
@@ -89,10 +91,8 @@ public:
     // Each video sample's offset, size, time and sync state, appended to outSamples, trimmed to the
     // edit unless inIgnoreEdits; at most inMaxSamples records are kept.
     virtual uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t inMaxSamples,
-                                          std::vector<VideoSampleRecord>& outSamples,
-                                          bool* outHasVariableDuration) = 0;
-    virtual uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits,
-                                          std::vector<VideoSampleRecord>& outSamples,
+                                          VideoSampleTable& outSamples, bool* outHasVariableDuration) = 0;
+    virtual uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, VideoSampleTable& outSamples,
                                           bool* outHasVariableDuration) = 0;
     // Whether some samples are not sync samples.
     virtual bool VideoTrackContainsDeltaFrames() = 0;
@@ -122,6 +122,32 @@ public:
     virtual uint32_t MakeAudioSampleRangeMap(AudioSampleRangeMap& outMap, bool inKeyByFileOffset) = 0;
     // For left, right, centre, LFE, left and right surround, the file channel that holds each.
     virtual bool GetMultiChannelMap(uint32_t inIndex, std::vector<int32_t>& outMap, bool& outUnsupported) = 0;
+
+    // Timecode media. Results are 0, or -1 where a value cannot be had. The description's counting
+    // rules and its source name ("name" atom); the name is emptied first, and the info is left
+    // alone when there is no description.
+    virtual int32_t GetTimecodeMediaInfo(TimecodeMediaInfo& outInfo, std::u16string& outSourceName) = 0;
+    // The 32-bit sample held by a "hndl" data reference, with no file read.
+    virtual int32_t GetTimecodeMediaHandleSample(int64_t& outSample) = 0;
+    // Where the track's first sample lies in the media file. On another kind of track it violates
+    // the contract and raises.
+    virtual int32_t GetTimecodeMediaSampleLocation(int64_t& outFileOffset, uint32_t& outSize) = 0;
+    // The frame number that the sample's bytes hold ("tc64": 64 bits, else 32 bits, signed),
+    // moved on by the frames the first edit skips.
+    virtual int32_t GetTimecodeMediaFrameNumber(MK::BinaryData inSampleData, const TimecodeMediaInfo& inInfo,
+                                                int64_t& outFrameNumber) = 0;
+
+    // Closed captions. Every caption of the track inside its edit, as byte ranges of the media file
+    // at inPath with their times, added to outMap under their file offset or their time; a key
+    // already there keeps its entry. Reads 8 bytes of the file once, to tell how CEA-608 samples
+    // are framed.
+    virtual uint32_t MakeCaptionSampleMap(const std::u16string& inPath, CaptionSampleMap& outMap,
+                                          bool inKeyByFileOffset) = 0;
+    // "c608", "c708", or "unkn".
+    virtual uint32_t GetCaptionMediaDataFormat(int32_t inIndex) = 0;
+    // The duration of one caption frame in media ticks: the common divisor of the sample
+    // durations, or one NTSC frame.
+    virtual uint32_t GetCaptionMediaFrameDuration() = 0;
 
     // The track's own user data item of inType.
     virtual bool GetUserDataItem(uint32_t inType, MK::BinaryData& outData) = 0;

@@ -93,6 +93,14 @@ inline constexpr uint32_t kAudioFormatFloat64BE = FourCC("fl64");
 inline constexpr uint32_t kAudioFormatFloat64LE = FourCC("46lf");
 inline constexpr uint32_t kAudioFormatUnknown = FourCC("unkn");
 
+// Timecode and caption media: the source name atom of a timecode description, the data
+// reference that holds a sample itself, the two caption formats and the atom of a CEA-608 sample.
+inline constexpr uint32_t kTimecodeNameAtom = FourCC("name");
+inline constexpr uint32_t kHandleDataReference = FourCC("hndl");
+inline constexpr uint32_t kCaption608Format = FourCC("c608");
+inline constexpr uint32_t kCaption708Format = FourCC("c708");
+inline constexpr uint32_t kCaptionDataAtom = FourCC("cdat");
+
 // Compression methods of cmov.
 inline constexpr uint32_t kZlibCompression = FourCC("zlib");
 

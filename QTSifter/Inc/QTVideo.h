@@ -1,6 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
+
+#include "tenacore/allocator.h"
 
 namespace QT
 {
@@ -14,6 +17,10 @@ struct VideoSampleRecord
     uint32_t size = 0;
     bool isSync = false;
 };
+
+// The records of a sample table. Their memory comes from the recycling allocator: a table of
+// millions of records given back is reused by the next, its pages already in place.
+using VideoSampleTable = std::vector<VideoSampleRecord, tenacore::allocator::STLAllocator<VideoSampleRecord>>;
 
 // Decode order and references of one frame. The first three fields are of the frame shown at this
 // record's position; dependencyFlags is of the frame decoded at this position. Distances are

@@ -72,6 +72,25 @@ inline constexpr uint32_t kHandleRecordSizeFromDinf = 41;
 inline constexpr uint32_t kHandleRecordTypeFromDinf = 45;
 inline constexpr uint32_t kHandleRecordFromDinf = 49;
 
+// A Timecode Sample Description, from the entry's size word, and the name atom that may follow
+// its fixed fields: its size, its type, then the text behind 4 bytes of length and language.
+inline constexpr uint32_t kTimecodeFlagsFromEntry = 20;
+inline constexpr uint32_t kTimecodeTimeScaleFromEntry = 24;
+inline constexpr uint32_t kTimecodeFrameDurationFromEntry = 28;
+inline constexpr uint32_t kTimecodeFrameCountFromEntry = 32;
+inline constexpr uint32_t kTimecodeNameSizeFromEntry = 34;
+inline constexpr uint32_t kTimecodeNameTypeFromEntry = 38;
+inline constexpr uint32_t kTimecodeNameTextFromEntry = 46;
+inline constexpr uint32_t kTimecodeNameHeaderSize = 12;
+inline constexpr uint32_t kTimecodeDropFrameFlag = 1;
+
+// A CEA-608 caption sample: a cdat atom of byte pairs, or two of one pair each (20 bytes) for the
+// two fields; a CEA-708 sample: one atom of data.
+inline constexpr uint32_t kCaptionHeaderSize = 8;
+inline constexpr uint32_t kCaptionPairSize = 2;
+inline constexpr uint32_t kCaptionTwoFieldSampleSize = 20;
+inline constexpr uint32_t kCaptionSecondFieldFromSample = 18;
+
 // keys and its entries.
 inline constexpr uint32_t kKeysCountFromAtom = 12;
 inline constexpr uint32_t kKeysEntriesFromAtom = 16;

@@ -60,9 +60,8 @@ public:
     uint32_t GetVideoMediaImageDescriptionAsBinary(int32_t inIndex, MK::BinaryData& outData) override;
     uint32_t GetVideoMediaImageDescriptionAsPlatformBinary(int32_t inIndex, MK::BinaryData& outData) override;
     uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, uint32_t inMaxSamples,
-                                  std::vector<VideoSampleRecord>& outSamples,
-                                  bool* outHasVariableDuration) override;
-    uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, std::vector<VideoSampleRecord>& outSamples,
+                                  VideoSampleTable& outSamples, bool* outHasVariableDuration) override;
+    uint32_t MakeVideoSampleTable(bool inSort, bool inIgnoreEdits, VideoSampleTable& outSamples,
                                   bool* outHasVariableDuration) override;
     bool VideoTrackContainsDeltaFrames() override;
     bool VideoTrackHasDependencyTables() override;
@@ -79,6 +78,15 @@ public:
     uint32_t GetAudioMediaRawDataFormat(uint32_t inIndex) override;
     uint32_t MakeAudioSampleRangeMap(AudioSampleRangeMap& outMap, bool inKeyByFileOffset) override;
     bool GetMultiChannelMap(uint32_t inIndex, std::vector<int32_t>& outMap, bool& outUnsupported) override;
+    int32_t GetTimecodeMediaInfo(TimecodeMediaInfo& outInfo, std::u16string& outSourceName) override;
+    int32_t GetTimecodeMediaHandleSample(int64_t& outSample) override;
+    int32_t GetTimecodeMediaSampleLocation(int64_t& outFileOffset, uint32_t& outSize) override;
+    int32_t GetTimecodeMediaFrameNumber(MK::BinaryData inSampleData, const TimecodeMediaInfo& inInfo,
+                                        int64_t& outFrameNumber) override;
+    uint32_t MakeCaptionSampleMap(const std::u16string& inPath, CaptionSampleMap& outMap,
+                                  bool inKeyByFileOffset) override;
+    uint32_t GetCaptionMediaDataFormat(int32_t inIndex) override;
+    uint32_t GetCaptionMediaFrameDuration() override;
     bool GetUserDataItem(uint32_t inType, MK::BinaryData& outData) override;
     uint32_t GetDataReferenceType() override;
     bool HasSingleDataReference() override;

@@ -1,7 +1,14 @@
 #include "tenacore/allocator.h"
 
+#include <cstdint>
 #include <mutex>
+#include <new>
+#include <unordered_map>
 #include <vector>
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
@@ -30,12 +37,40 @@ namespace
 constexpr size_t kSmallestKept = size_t(1) << 16;
 constexpr size_t kMostBytesKept = size_t(256) << 20;
 constexpr size_t kMostBlocksKept = 4;
+// Huge pages are this large on x86-64. A block of at least this many bytes is aligned and sized to
+// a multiple of it, so that the system can back it with huge pages and take one fault for each.
+constexpr size_t kHugePageBytes = size_t(2) << 20;
 
 struct Block
 {
     uint8_t* data;
     size_t capacity;
 };
+
+size_t AlignmentFor(size_t inCapacity)
+{
+    return inCapacity >= kHugePageBytes ? kHugePageBytes : alignof(std::max_align_t);
+}
+
+// Fresh memory for a block; null when memory is short.
+Block NewBlock(size_t inSize)
+{
+    size_t capacity = inSize == 0 ? 1 : inSize;
+    if (capacity >= kHugePageBytes && capacity <= SIZE_MAX - kHugePageBytes)
+        capacity = (capacity + kHugePageBytes - 1) / kHugePageBytes * kHugePageBytes;
+    void* data = ::operator new(capacity, std::align_val_t(AlignmentFor(capacity)), std::nothrow);
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    // Only a hint: where the system keeps huge pages for those who ask, this asks.
+    if (data && capacity >= kHugePageBytes)
+        (void)madvise(data, capacity, MADV_HUGEPAGE);
+#endif
+    return {static_cast<uint8_t*>(data), data ? capacity : 0};
+}
+
+void DeleteBlock(const Block& inBlock) noexcept
+{
+    ::operator delete(inBlock.data, std::align_val_t(AlignmentFor(inBlock.capacity)));
+}
 
 class Pool
 {
@@ -61,7 +96,7 @@ public:
     void Give(Block inBlock)
     {
         if (!kRecycle || inBlock.capacity < kSmallestKept || inBlock.capacity > kMostBytesKept)
-            return delete[] inBlock.data;
+            return DeleteBlock(inBlock);
         std::vector<Block> released;
         {
             std::lock_guard lock(mMutex);
@@ -76,13 +111,32 @@ public:
             mBytes += inBlock.capacity;
         }
         for (const Block& block : released)
-            delete[] block.data;
+            DeleteBlock(block);
+    }
+
+    // A container's allocator gives back only the size it asked for: the capacity of each large
+    // block handed out is kept here until it comes back. Such blocks are few and large.
+    void NoteLent(const Block& inBlock)
+    {
+        std::lock_guard lock(mMutex);
+        mLent[inBlock.data] = inBlock.capacity;
+    }
+    Block Returned(void* inData)
+    {
+        std::lock_guard lock(mMutex);
+        const auto found = mLent.find(static_cast<uint8_t*>(inData));
+        if (found == mLent.end())
+            return {nullptr, 0};
+        const Block block{found->first, found->second};
+        mLent.erase(found);
+        return block;
     }
 
 private:
     std::mutex mMutex;
     std::vector<Block> mBlocks;
     size_t mBytes = 0;
+    std::unordered_map<uint8_t*, size_t> mLent;
 };
 
 // Never destroyed, so that a block given back during static destruction still finds it.
@@ -92,16 +146,22 @@ Pool& ThePool()
     return *pool;
 }
 
+// A kept block when one fits, else fresh memory; null when memory is short.
+Block TakeOrMake(size_t inSize)
+{
+    Block block{nullptr, 0};
+    if (kRecycle)
+        block = ThePool().Take(inSize);
+    if (!block.data)
+        block = NewBlock(inSize);
+    return block;
+}
+
 } // namespace
 
 std::shared_ptr<RecycledMemory> RecycledMemory::Create(size_t inSize)
 {
-    const size_t capacity = inSize == 0 ? 1 : inSize;
-    Block block{nullptr, 0};
-    if (kRecycle)
-        block = ThePool().Take(capacity);
-    if (!block.data)
-        block = {new (std::nothrow) uint8_t[capacity], capacity};
+    const Block block = TakeOrMake(inSize);
     if (!block.data)
         return nullptr;
     try
@@ -110,7 +170,7 @@ std::shared_ptr<RecycledMemory> RecycledMemory::Create(size_t inSize)
     }
     catch (const std::bad_alloc&)
     {
-        delete[] block.data;
+        DeleteBlock(block);
         return nullptr;
     }
 }
@@ -118,6 +178,32 @@ std::shared_ptr<RecycledMemory> RecycledMemory::Create(size_t inSize)
 RecycledMemory::~RecycledMemory()
 {
     ThePool().Give({mData, mCapacity});
+}
+
+void* AllocateLarge(size_t inBytes)
+{
+    const Block block = TakeOrMake(inBytes);
+    if (!block.data)
+        throw std::bad_alloc();
+    try
+    {
+        ThePool().NoteLent(block);
+    }
+    catch (...)
+    {
+        DeleteBlock(block);
+        throw std::bad_alloc();
+    }
+    return block.data;
+}
+
+void FreeLarge(void* inBlock, size_t) noexcept
+{
+    if (!inBlock)
+        return;
+    const Block block = ThePool().Returned(inBlock);
+    if (block.data)
+        ThePool().Give(block);
 }
 
 } // namespace tenacore::allocator

@@ -12,6 +12,8 @@
 #include <windows.h>
 #else
 #include <csignal>
+#endif
+#if !defined(_MSC_VER)
 #include <cxxabi.h>
 #endif
 
@@ -90,7 +92,8 @@ void BreakIntoDebugger()
 
 std::string GetTypeName(const std::type_info& inType)
 {
-#if defined(_WIN32)
+    // The Microsoft compiler's names are readable already; the others' (mingw's too) are mangled.
+#if defined(_MSC_VER)
     return inType.name();
 #else
     int status = 0;

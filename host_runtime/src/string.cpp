@@ -120,6 +120,11 @@ std::string Std8ToUTF8String(std::string_view inText)
 #endif
 }
 
+std::u16string Std8ToUTF16String(std::string_view inText)
+{
+    return UTF8to16(Std8ToUTF8String(inText));
+}
+
 std::string SanitizeUTF8CharacterString(std::string_view inText, bool& outNeededRepair)
 {
     outNeededRepair = false;

@@ -184,9 +184,9 @@ protected:
         return sUneditedPackets.emplace(made->recipe, std::move(packets)).first->second;
     }
 
-    std::vector<QT::VideoSampleRecord> AllSamples()
+    QT::VideoSampleTable AllSamples()
     {
-        std::vector<QT::VideoSampleRecord> samples;
+        QT::VideoSampleTable samples;
         EXPECT_EQ(track->MakeVideoSampleTable(false, true, samples, nullptr), QT::kQTSuccess);
         return samples;
     }
@@ -232,7 +232,7 @@ protected:
 
 TEST_P(RealVideo, SampleTableIgnoringEditsIsFfprobesPacketList)
 {
-    std::vector<QT::VideoSampleRecord> samples;
+    QT::VideoSampleTable samples;
     bool variable = true;
     ASSERT_EQ(track->MakeVideoSampleTable(false, true, samples, &variable), QT::kQTSuccess);
     ASSERT_EQ(samples.size(), unedited->size());
@@ -251,7 +251,7 @@ TEST_P(RealVideo, SampleTableIgnoringEditsIsFfprobesPacketList)
     EXPECT_EQ(variable, !uniform);
 
     // A limit keeps the first records of the same list.
-    std::vector<QT::VideoSampleRecord> firstTwo;
+    QT::VideoSampleTable firstTwo;
     ASSERT_EQ(track->MakeVideoSampleTable(false, true, 2, firstTwo, nullptr), QT::kQTSuccess);
     ASSERT_EQ(firstTwo.size(), std::min<size_t>(2, samples.size()));
     for (size_t i = 0; i < firstTwo.size(); ++i)
@@ -270,9 +270,9 @@ TEST_P(RealVideo, SampleTableIgnoringEditsIsFfprobesPacketList)
 // the trimmed copy also keeps the key frame before the edit, which ffprobe decodes but discards.
 TEST_P(RealVideo, SampleTableWithinTheEditStartsAtTheEdit)
 {
-    const std::vector<QT::VideoSampleRecord> all = AllSamples();
+    const QT::VideoSampleTable all = AllSamples();
     ASSERT_EQ(all.size(), unedited->size());
-    std::vector<QT::VideoSampleRecord> kept;
+    QT::VideoSampleTable kept;
     ASSERT_EQ(track->MakeVideoSampleTable(false, false, kept, nullptr), QT::kQTSuccess);
     ASSERT_FALSE(kept.empty());
 

@@ -26,12 +26,18 @@ std::filesystem::path MakeTempFolder()
 
 std::u16string Wide(const std::filesystem::path& inPath)
 {
+#if defined(_WIN32)
+    // The native form is UTF-16 already; the narrow one would pass through the ANSI code page.
+    return inPath.u16string();
+#else
     return tenacore::string::UTF8to16(inPath.string());
+#endif
 }
 
 TempFile::TempFile(const Bytes& inBytes, const std::string& inName) : mFolder(MakeTempFolder())
 {
-    mPath = mFolder / inName;
+    // The name is UTF-8 on every platform; a narrow path is in the ANSI code page on Windows.
+    mPath = mFolder / std::filesystem::path(std::u8string(inName.begin(), inName.end()));
     std::ofstream out(mPath, std::ios::binary);
     out.write(reinterpret_cast<const char*>(inBytes.data()), std::streamsize(inBytes.size()));
     if (!out)

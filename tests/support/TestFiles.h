@@ -13,7 +13,7 @@ namespace qttest
 
 using Bytes = std::vector<uint8_t>;
 
-// A file in a fresh temporary folder, removed with the object.
+// A file in a fresh temporary folder, removed with the object. The name is UTF-8.
 class TempFile
 {
 public:

@@ -176,6 +176,14 @@ std::vector<Breach> EveryBreach()
     for (const auto& [name, call] : audio)
         breaches.push_back({&kAudioMediaType, "QT::QTTrack::" + name, true,
                             [call](const Probe&, QT::IQTTrack&, QT::IQTTrack& inVideo) { call(inVideo); }});
+    // The timecode sample location, the one timecode operation with a check, in the raising form.
+    breaches.push_back({&kTimecodeMediaType, "QT::QTTrack::GetTimecodeMediaSampleLocation", true,
+                        [](const Probe&, QT::IQTTrack&, QT::IQTTrack& inVideo)
+                        {
+                            int64_t offset = 0;
+                            uint32_t size = 0;
+                            (void)inVideo.GetTimecodeMediaSampleLocation(offset, size);
+                        }});
     return breaches;
 }
 

@@ -10,6 +10,11 @@
 #include "QTResultCodes.h"
 #include "TestFiles.h"
 
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+#endif
+
 using namespace qttest;
 using tenacore::classref::InterfaceRef;
 
@@ -115,11 +120,59 @@ TEST(EntryPoints, PathThroughARegularFileCannotBeOpened)
 
 TEST(EntryPoints, FileWithoutReadPermissionCannotBeOpened)
 {
+#if defined(_WIN32)
+    GTEST_SKIP() << "Windows has no read permission to take away (permissions() sets only the read-only "
+                    "attribute); FileHeldWithoutSharingCannotBeOpened has the open refused instead";
+#endif
     TempFile file(SimpleMovie());
     std::filesystem::permissions(file.Path(), std::filesystem::perms::none);
     if (std::ifstream(file.Path()).is_open())
         GTEST_SKIP() << "this user reads files regardless of their permissions";
     ExpectBothOperationsGive(file.WidePath(), QT::kQTErrOpenFailed);
+}
+
+#if defined(_WIN32)
+
+// Share modes hold on Windows only. A handle that shares nothing keeps every other open out.
+TEST(EntryPoints, FileHeldWithoutSharingCannotBeOpened)
+{
+    TempFile file(SimpleMovie());
+    const HANDLE holder = CreateFileW(file.Path().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr);
+    ASSERT_NE(holder, INVALID_HANDLE_VALUE);
+    ExpectBothOperationsGive(file.WidePath(), QT::kQTErrOpenFailed);
+    CloseHandle(holder);
+}
+
+// MakeMovie shares writing and so opens a file that another handle writes; MakeMovieAndLocateAtom
+// shares reading only and is refused.
+TEST(EntryPoints, FileWrittenElsewhereOpensOnlyWhereWritingIsShared)
+{
+    TempFile file(SimpleMovie());
+    const HANDLE writer = CreateFileW(file.Path().c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    ASSERT_NE(writer, INVALID_HANDLE_VALUE);
+    const Opened opened = OpenPath(file.WidePath());
+    EXPECT_EQ(opened.result, 0u);
+    EXPECT_TRUE(opened.movie);
+    const Located located = LocatePath(file.WidePath(), QT::kMoovAtom);
+    EXPECT_EQ(located.result, QT::kQTErrOpenFailed);
+    EXPECT_FALSE(located.movie);
+    CloseHandle(writer);
+}
+
+#endif
+
+// The path reaches the file system whole: as UTF-16 on Windows, as UTF-8 elsewhere, a character
+// beyond the 16-bit range included.
+TEST(EntryPoints, FileWithANameBeyondAsciiOpens)
+{
+    TempFile file(SimpleMovie(), "caf\xC3\xA9 \xF0\x9F\x8E\xAC.mov");
+    ASSERT_NE(file.WidePath().find(u"caf\u00E9 \U0001F3AC.mov"), std::u16string::npos);
+    const Opened opened = OpenPath(file.WidePath());
+    EXPECT_EQ(opened.result, 0u);
+    EXPECT_TRUE(opened.movie);
+    EXPECT_EQ(LocatePath(file.WidePath(), QT::kMoovAtom).result, 0u);
 }
 
 TEST(EntryPoints, SevenByteFileIsNotAMovie)

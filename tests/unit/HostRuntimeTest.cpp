@@ -1,11 +1,18 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "tenacore/allocator.h"
 #include "tenacore/classref.h"
 #include "tenacore/string.h"
 #include "tenacore/trace.h"
+
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+#endif
 
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
@@ -46,6 +53,19 @@ TEST(HostStrings, SanitizingSaysWhetherTheTextNeededRepair)
     EXPECT_TRUE(repaired);
 }
 
+// On Windows the 8-bit text is in the ANSI code page; elsewhere it is UTF-8 and passes as it is.
+TEST(HostStrings, SystemEightBitTextBecomesUTF8)
+{
+    EXPECT_EQ(tenacore::string::Std8ToUTF8String(""), "");
+#if defined(_WIN32)
+    if (GetACP() != 1252)
+        GTEST_SKIP() << "the bytes are written for code page 1252, and this system's is " << GetACP();
+    EXPECT_EQ(tenacore::string::Std8ToUTF8String("caf\xE9 \x80"), "caf\xC3\xA9 \xE2\x82\xAC");
+#else
+    EXPECT_EQ(tenacore::string::Std8ToUTF8String("caf\xC3\xA9 \xFF"), "caf\xC3\xA9 \xFF");
+#endif
+}
+
 TEST(HostStrings, AsciiToUTF16TakesOneUnitPerByte)
 {
     EXPECT_EQ(tenacore::string::AsciiToUTF16("\xFE\x00z", 3), (std::u16string{0xFE, 0, u'z'}));
@@ -77,6 +97,41 @@ TEST(HostMemory, LargeBlockGivenBackIsReusedForTheNextOfItsSize)
     auto small = RecycledMemory::Create(1 << 20);
     EXPECT_NE(small->GetData(), address);
 #endif
+}
+
+TEST(HostMemory, ContainerOfALargeTableReusesTheBlockOfTheOneBefore)
+{
+#if defined(QTTEST_ADDRESS_SANITIZER)
+    GTEST_SKIP() << "blocks are never reused under the address sanitizer, so stale pointers are caught";
+#else
+    using Table = std::vector<uint64_t, tenacore::allocator::STLAllocator<uint64_t>>;
+    const void* address = nullptr;
+    {
+        Table first(5 << 20);
+        first.back() = 7;
+        address = first.data();
+    }
+    Table second;
+    second.reserve(5 << 20);
+    EXPECT_EQ(static_cast<const void*>(second.data()), address);
+    // Small containers keep to the system's allocator and never take a kept block.
+    Table small(16);
+    EXPECT_NE(static_cast<const void*>(small.data()), address);
+#endif
+}
+
+TEST(HostMemory, LargeBlocksAreAlignedToHugePages)
+{
+    std::vector<uint8_t, tenacore::allocator::STLAllocator<uint8_t>> table(3 << 20);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(table.data()) % (2 << 20), 0u);
+    table.back() = 1; // the whole rounded block is writable
+    EXPECT_EQ(table.back(), 1);
+}
+
+TEST(HostMemory, CountWhoseBytesOverflowThrowsBadAlloc)
+{
+    tenacore::allocator::STLAllocator<uint64_t> allocator;
+    EXPECT_THROW((void)allocator.allocate(SIZE_MAX / 4), std::bad_alloc);
 }
 
 TEST(HostTrace, SiteCacheAsksAgainOnlyAfterASettingChanges)

@@ -9,6 +9,11 @@
 #include "VideoAtoms.h"
 #include "tenacore/debug.h"
 
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+#endif
+
 using namespace qttest;
 
 namespace
@@ -147,12 +152,32 @@ TEST(ImageDescription, CodecNameOfLengthZeroIsAbsentAndLeavesTheOutAlone)
 
 TEST(ImageDescription, CodecNameThatNeedsRepairIsAbsent)
 {
+#if defined(_WIN32)
+    GTEST_SKIP() << "the ANSI code page makes every byte a character, so no name needs repair on Windows";
+#endif
     ImageSpec spec;
     spec.name = "bad\xFF";
     std::u16string name = u"kept";
     EXPECT_EQ(TrackWithDescriptions({ImageDescriptionWith({}, spec)}).track->GetVideoMediaCodecName(0, name),
               QT::kQTErrNoSuchExtension);
     EXPECT_EQ(name, u"kept");
+}
+
+// The name is in the system's 8-bit encoding: the ANSI code page on Windows, UTF-8 elsewhere.
+TEST(ImageDescription, CodecNameIsReadInTheSystemEncoding)
+{
+    ImageSpec spec;
+#if defined(_WIN32)
+    if (GetACP() != 1252)
+        GTEST_SKIP() << "the bytes are written for code page 1252, and this system's is " << GetACP();
+    spec.name = "caf\xE9 \x80";
+#else
+    spec.name = "caf\xC3\xA9 \xE2\x82\xAC";
+#endif
+    std::u16string name;
+    ASSERT_EQ(TrackWithDescriptions({ImageDescriptionWith({}, spec)}).track->GetVideoMediaCodecName(0, name),
+              0u);
+    EXPECT_EQ(name, u"caf\u00E9 \u20AC");
 }
 
 TEST(ImageDescription, PlainEntryHasNoExtensionsButCopiesWhole)

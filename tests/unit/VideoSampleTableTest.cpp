@@ -9,6 +9,7 @@
 
 using namespace qttest;
 using QT::VideoSampleRecord;
+using QT::VideoSampleTable;
 
 namespace
 {
@@ -35,7 +36,7 @@ OpenedTrack VideoTrack(const std::vector<Atom>& inTables, const std::vector<Elst
     return OpenTrack(MovieWith({TrakWith(spec, inTables, inEdits)}));
 }
 
-std::vector<uint64_t> Offsets(const std::vector<VideoSampleRecord>& inRecords)
+std::vector<uint64_t> Offsets(const VideoSampleTable& inRecords)
 {
     std::vector<uint64_t> offsets;
     for (const VideoSampleRecord& record : inRecords)
@@ -43,7 +44,7 @@ std::vector<uint64_t> Offsets(const std::vector<VideoSampleRecord>& inRecords)
     return offsets;
 }
 
-std::vector<uint32_t> Durations(const std::vector<VideoSampleRecord>& inRecords)
+std::vector<uint32_t> Durations(const VideoSampleTable& inRecords)
 {
     std::vector<uint32_t> durations;
     for (const VideoSampleRecord& record : inRecords)
@@ -59,7 +60,7 @@ TEST(VideoSampleTable, SamplesAreLaidOutThroughTheirChunks)
     std::vector<Atom> tables = UniformTables(6, 100, 0, 3);
     tables[3] = Stsz(0, {10, 20, 30, 40, 50, 60}, 6);
     OpenedTrack t = VideoTrack(tables);
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     bool variable = true;
     ASSERT_EQ(t.track->MakeVideoSampleTable(false, false, samples, &variable), 0u);
     EXPECT_EQ(Offsets(samples), (std::vector<uint64_t>{1000, 1010, 1030, 11000, 11040, 11090}));
@@ -71,7 +72,7 @@ TEST(VideoSampleTable, SamplesAreLaidOutThroughTheirChunks)
 TEST(VideoSampleTable, ZeroMaxSamplesKeepsNothing)
 {
     OpenedTrack t = VideoTrack(UniformTables(5, 100, 10));
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     EXPECT_EQ(t.track->MakeVideoSampleTable(false, false, 0, samples, nullptr), QT::kQTErrBadSampleTable);
     EXPECT_TRUE(samples.empty());
 }
@@ -82,7 +83,7 @@ TEST(VideoSampleTable, MaxSamplesStopsThePass)
     std::vector<Atom> tables = UniformTables(100, 100, 10);
     tables[4] = Stco({1000, 2000});
     OpenedTrack t = VideoTrack(tables);
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     AssertCounter asserts;
     EXPECT_EQ(t.track->MakeVideoSampleTable(false, true, 2, samples, nullptr), 0u);
     EXPECT_EQ(samples.size(), 2u);
@@ -95,7 +96,7 @@ TEST(VideoSampleTable, LimitedPassReservesOnlyWhatItMayKeep)
     std::vector<Atom> tables = {Stsd(Code("avc1")), Stts({{1u << 26, 1}}),
                                 Stsc({{.firstChunk = 1, .samplesPerChunk = 1u << 26}}), Stsz(1, {}, 1u << 26),
                                 Stco({1000})};
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     ASSERT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, 2, samples, nullptr), 0u);
     EXPECT_EQ(samples.size(), 2u);
     EXPECT_LT(samples.capacity(), 1000u);
@@ -109,7 +110,7 @@ TEST(VideoSampleTable, ChunkPastTheEndReportsAndGivesOffsetZero)
     tables[2] = Stsc({{.firstChunk = 1, .samplesPerChunk = 1}, {.firstChunk = 2, .samplesPerChunk = 1}});
     tables[4] = Stco({1000, 2000});
     OpenedTrack t = VideoTrack(tables);
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     AssertCounter asserts;
     EXPECT_EQ(t.track->MakeVideoSampleTable(false, true, samples, nullptr), 0u);
     EXPECT_EQ(Offsets(samples), (std::vector<uint64_t>{1000, 2000, 0}));
@@ -119,7 +120,7 @@ TEST(VideoSampleTable, ChunkPastTheEndReportsAndGivesOffsetZero)
 TEST(VideoSampleTable, EditInsideSampleThreeKeepsFromThereWithItsRest)
 {
     OpenedTrack t = VideoTrack(UniformTables(10, 100, 10), {{.duration = 1000, .mediaTime = 350}});
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     ASSERT_EQ(t.track->MakeVideoSampleTable(false, false, samples, nullptr), 0u);
     ASSERT_FALSE(samples.empty());
     EXPECT_EQ(samples[0].fileOffset, 1000u + 3 * 10000);
@@ -134,7 +135,7 @@ TEST(VideoSampleTable, ComplexEditListIsRefusedUnlessEditsAreIgnored)
 {
     OpenedTrack t =
         VideoTrack(UniformTables(4, 100, 10), {{100, 0, 0x10000}, {100, 200, 0x10000}, {100, 100, 0x10000}});
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     EXPECT_EQ(t.track->MakeVideoSampleTable(false, false, samples, nullptr), QT::kQTErrComplexEditList);
     EXPECT_TRUE(samples.empty());
     ASSERT_EQ(t.track->MakeVideoSampleTable(false, true, samples, nullptr), 0u);
@@ -143,7 +144,7 @@ TEST(VideoSampleTable, ComplexEditListIsRefusedUnlessEditsAreIgnored)
 
 TEST(VideoSampleTable, MetadataTrackIsListedLikeVideoAndSoundIsNot)
 {
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     EXPECT_EQ(VideoTrack(UniformTables(3, 100, 10), {}, Code("meta"))
                   .track->MakeVideoSampleTable(false, true, samples, nullptr),
               0u);
@@ -157,7 +158,7 @@ TEST(VideoSampleTable, MetadataTrackIsListedLikeVideoAndSoundIsNot)
 TEST(VideoSampleTable, CuttingTheLastSampleMakesTheDurationsVariable)
 {
     bool variable = true;
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     ASSERT_EQ(VideoTrack(UniformTables(25, 100, 10), {}, Code("vide"), 2500)
                   .track->MakeVideoSampleTable(false, false, samples, &variable),
               0u);
@@ -174,7 +175,7 @@ TEST(VideoSampleTable, DurationsLagOneSampleAtAChangeOfEntry)
 {
     std::vector<Atom> tables = UniformTables(5, 10, 10);
     tables[1] = Stts({{3, 10}, {2, 20}});
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     bool variable = false;
     ASSERT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, &variable), 0u);
     EXPECT_EQ(Durations(samples), (std::vector<uint32_t>{10, 10, 10, 10, 20}));
@@ -185,7 +186,7 @@ TEST(VideoSampleTable, SyncSamplesComeFromStss)
 {
     std::vector<Atom> tables = UniformTables(4, 100, 10);
     tables.push_back(Atom("stss").FullHeader().U32(2).U32(1).U32(3));
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     ASSERT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr), 0u);
     std::vector<bool> sync;
     for (const VideoSampleRecord& record : samples)
@@ -197,7 +198,7 @@ TEST(VideoSampleTable, EmptyStssMakesOnlyTheFirstSampleSync)
 {
     std::vector<Atom> tables = UniformTables(3, 100, 10);
     tables.push_back(Atom("stss").FullHeader().U32(0));
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     ASSERT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr), 0u);
     EXPECT_TRUE(samples[0].isSync);
     EXPECT_FALSE(samples[1].isSync);
@@ -207,7 +208,7 @@ TEST(VideoSampleTable, EmptyStssMakesOnlyTheFirstSampleSync)
 TEST(VideoSampleTable, SortedRunsInterleaveByStartTime)
 {
     OpenedTrack t = VideoTrack(UniformTables(3, 100, 10));
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     ASSERT_EQ(t.track->MakeVideoSampleTable(true, true, samples, nullptr), 0u);
     ASSERT_EQ(t.track->MakeVideoSampleTable(true, true, samples, nullptr), 0u);
     ASSERT_EQ(samples.size(), 6u);
@@ -224,7 +225,7 @@ TEST(VideoSampleTable, OneSamplePerChunkIgnoresTheSamplesPerChunkField)
     std::vector<Atom> tables = UniformTables(3, 100, 0);
     tables[2] = Stsc({{.firstChunk = 1, .samplesPerChunk = 7}});
     tables[3] = Stsz(64, {}, 3);
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     ASSERT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr), 0u);
     EXPECT_EQ(Offsets(samples), (std::vector<uint64_t>{1000, 11000, 21000}));
     EXPECT_EQ(samples[1].size, 64u);
@@ -234,7 +235,7 @@ TEST(VideoSampleTable, SizeTableOfTooFewSamplesIsRefused)
 {
     std::vector<Atom> tables = UniformTables(3, 100, 10);
     tables[3] = Stsz(0, {10, 10}, 2);
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr),
               QT::kQTErrBadSampleTable);
 }
@@ -243,7 +244,7 @@ TEST(VideoSampleTable, SizeTableWhoseCountLiesReadsNothingPastTheAtom)
 {
     std::vector<Atom> tables = UniformTables(3, 100, 10);
     tables[3] = Stsz(0, {10, 10}, 3);
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr),
               QT::kQTErrBadSampleTable);
 }
@@ -252,7 +253,7 @@ TEST(VideoSampleTable, LastRunEndsAtTheChunkCount)
 {
     std::vector<Atom> tables = UniformTables(3, 100, 10);
     tables[4] = Stco({1000, 2000});
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr),
               QT::kQTErrInvalid);
     EXPECT_EQ(samples.size(), 2u);
@@ -263,7 +264,7 @@ TEST(VideoSampleTable, FailedChunkLookupGivesInvalidAndKeepsWhatWasAppended)
     // The only run holds 2 samples; the third has no chunk.
     std::vector<Atom> tables = UniformTables(3, 100, 10, 2);
     tables[4] = Stco({1000});
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     bool variable = true;
     EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(true, true, samples, &variable),
               QT::kQTErrInvalid);
@@ -276,7 +277,7 @@ TEST(VideoSampleTable, BillionsOfConstantSizeSamplesAreRefused)
     std::vector<Atom> tables = {Stsd(Code("avc1")), Stts({{0xF0000000u, 1}}),
                                 Stsc({{.firstChunk = 1, .samplesPerChunk = 0xF0000000u}}),
                                 Stsz(1, {}, 0xF0000000u), Stco({1000})};
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr),
               QT::kQTErrBadSampleTable);
 }
@@ -285,7 +286,7 @@ TEST(VideoSampleTable, NoSamplesIsABadTable)
 {
     std::vector<Atom> tables = UniformTables(1, 100, 10);
     tables[1] = Stts({});
-    std::vector<VideoSampleRecord> samples;
+    VideoSampleTable samples;
     EXPECT_EQ(VideoTrack(tables).track->MakeVideoSampleTable(false, true, samples, nullptr),
               QT::kQTErrBadSampleTable);
 }

@@ -30,6 +30,8 @@ Command InfoCommand();
 Command SamplesCommand();
 Command TemporalCommand();
 Command AudioMapCommand();
+Command TimecodeCommand();
+Command CaptionsCommand();
 Command FixCommand();
 
 } // namespace qtsifter

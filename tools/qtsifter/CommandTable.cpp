@@ -5,7 +5,8 @@ namespace qtsifter
 
 std::vector<Command> CommandTable()
 {
-    return {InfoCommand(), SamplesCommand(), TemporalCommand(), AudioMapCommand(), FixCommand()};
+    return {InfoCommand(),     SamplesCommand(),  TemporalCommand(), AudioMapCommand(),
+            TimecodeCommand(), CaptionsCommand(), FixCommand()};
 }
 
 } // namespace qtsifter

@@ -12,7 +12,9 @@
 #include "MediaKinds.h"
 #include "MovieFacts.h"
 #include "OpenMovie.h"
+#include "QTFourCC.h"
 #include "TextReport.h"
+#include "TimecodeFacts.h"
 #include "TrackFacts.h"
 
 namespace qtsifter
@@ -51,6 +53,17 @@ void WriteSummary(std::ostream& ioOut, const Json& inReport)
         ioOut << "note: " << movie.at("fragmentNote").get<std::string>() << "\n";
 }
 
+// The facts that need the media itself: a timecode track's first frame lies in the file.
+void AddFrameFacts(QT::IQTMovie& inMovie, const std::string& inPath, Json& ioTracks)
+{
+    for (Json& track : ioTracks)
+        if (track.at("kind") == KindOf(QT::kTimecodeMediaType).name)
+        {
+            TrackRef timecode = OpenTrack(inMovie, track.at("index").get<uint32_t>());
+            AddTimecodeFrameFacts(*timecode, inPath, track);
+        }
+}
+
 int RunInfo(const InfoOptions& inOptions)
 {
     MovieRef movie = OpenMovie(inOptions.path);
@@ -61,6 +74,7 @@ int RunInfo(const InfoOptions& inOptions)
     report["result"] = 0;
     report["movie"] = MovieFactsJson(*movie, inOptions.path);
     report["tracks"] = TracksJson(*movie);
+    AddFrameFacts(*movie, inOptions.path, report["tracks"]);
 
     if (inOptions.json)
         std::cout << report.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";

@@ -11,10 +11,10 @@ namespace
 const MediaKind kKinds[] = {
     {QT::kVideoMediaType, "video", AddVideoTrackFacts, AddImageFacts, VideoSummary},
     {QT::kAudioMediaType, "sound", nullptr, AddSoundDescriptionFacts, SoundSummary},
-    {QT::kTimecodeMediaType, "timecode", nullptr, nullptr, FormatSummary},
+    {QT::kTimecodeMediaType, "timecode", nullptr, AddTimecodeDescriptionFacts, TimecodeSummary},
     {QT::kTextMediaType, "text", nullptr, nullptr, FormatSummary},
     {QT::kMetadataMediaType, "timed metadata", nullptr, nullptr, FormatSummary},
-    {QT::kCaptionMediaType, "closed captions", nullptr, nullptr, FormatSummary},
+    {QT::kCaptionMediaType, "closed captions", AddCaptionTrackFacts, nullptr, CaptionSummary},
     {QT::kAuxiliaryVideoMediaType, "auxiliary video", nullptr, nullptr, FormatSummary},
 };
 

@@ -38,6 +38,11 @@ std::string VideoSummary(const Json& inTrack);
 void AddSoundDescriptionFacts(QT::IQTTrack& inTrack, int32_t inIndex, const uint8_t* inEntry,
                               Json& ioDescription);
 std::string SoundSummary(const Json& inTrack);
+void AddTimecodeDescriptionFacts(QT::IQTTrack& inTrack, int32_t inIndex, const uint8_t* inEntry,
+                                 Json& ioDescription);
+std::string TimecodeSummary(const Json& inTrack);
+void AddCaptionTrackFacts(QT::IQTTrack& inTrack, Json& ioTrack);
+std::string CaptionSummary(const Json& inTrack);
 
 // The first description's format, for summaries of kinds that say nothing more yet.
 std::string FormatSummary(const Json& inTrack);

@@ -33,7 +33,7 @@ struct SamplesOptions
 constexpr std::string_view kColumns[] = {"fileOffset", "size", "duration", "startTime", "isSync"};
 
 // The library never reads media, so whether the samples are in the file is checked here.
-void CheckSamplesInFile(const std::string& inPath, const std::vector<QT::VideoSampleRecord>& inSamples)
+void CheckSamplesInFile(const std::string& inPath, const QT::VideoSampleTable& inSamples)
 {
     const FileFacts file = ReadFileFacts(inPath);
     if (!file.readable)
@@ -62,7 +62,7 @@ int RunSamples(const SamplesOptions& inOptions)
     TrackRef track = OpenTrack(*movie, inOptions.track);
     RequireVideoTrack(*track, "samples");
 
-    std::vector<QT::VideoSampleRecord> samples;
+    QT::VideoSampleTable samples;
     bool variable = false;
     const uint32_t result =
         track->MakeVideoSampleTable(inOptions.sort, inOptions.ignoreEdits, inOptions.max, samples, &variable);

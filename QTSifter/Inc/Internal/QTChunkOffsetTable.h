@@ -59,6 +59,26 @@ public:
     [[nodiscard]] bool Next(uint32_t inSample, uint32_t inSize, const ChunkPlace& inPlace,
                             uint64_t& outOffset);
 
+    // The running sum Next would take for inSample, at inPosition in its chunk, when it follows
+    // the sample summed last in the same chunk; false otherwise.
+    [[nodiscard]] bool RunningTotal(uint32_t inSample, uint32_t inPosition, int64_t& outTotal) const noexcept
+    {
+        if (!mHaveLast || inSample != mLastSample + 1 || inSample - inPosition != mChunkFirst)
+            return false;
+        outTotal = mLastTotal + int32_t(mLastSize);
+        return true;
+    }
+    // Takes up the sum where a pass that placed samples without the cursor left it: inSample, at
+    // inPosition in its chunk, of inSize, with inTotal bytes before it in the chunk.
+    void Resume(uint32_t inSample, uint32_t inPosition, uint32_t inSize, int64_t inTotal) noexcept
+    {
+        mHaveLast = true;
+        mChunkFirst = inSample - inPosition;
+        mLastSample = inSample;
+        mLastSize = inSize;
+        mLastTotal = inTotal;
+    }
+
 private:
     [[nodiscard]] bool SumFromChunkStart(uint32_t inChunkFirst, uint32_t inSample, int64_t& outTotal) const;
 

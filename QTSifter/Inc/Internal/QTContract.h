@@ -41,9 +41,15 @@ inline constexpr ContractSite kVideoMediaType{"QTSifter/Src/QTTrack_Video", 71, 
 inline constexpr ContractSite kAudioMediaType{"QTSifter/Src/QTTrack_Audio", 119, nullptr,
                                               "GetTrackMediaType() == kAudioMediaType"};
 
+// The timecode sample location: reported, then raised.
+inline constexpr ContractSite kTimecodeMediaType{"QTSifter/Src/QTTrack_TimeCode", 83,
+                                                 "QT::QTTrack::GetTimecodeMediaSampleLocation",
+                                                 "GetTrackMediaType() == kTimecodeMediaType"};
+
 // Every site, for the test that triggers each.
 inline constexpr const ContractSite* kAll[] = {&kGetTrackItem,     &kGetUserData,    &kGetIndTrack,
-                                               &kChunkOffsetEntry, &kVideoMediaType, &kAudioMediaType};
+                                               &kChunkOffsetEntry, &kVideoMediaType, &kAudioMediaType,
+                                               &kTimecodeMediaType};
 
 } // namespace ContractSites
 

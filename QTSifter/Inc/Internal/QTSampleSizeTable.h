@@ -26,6 +26,12 @@ public:
     uint32_t ConstantSize() const noexcept { return mConstantSize; }
     // The sample count as the file states it; nothing tests it against the atom's size.
     uint32_t StatedCount() const noexcept { return mStsz.U32(kStszCountFromAtom); }
+    // Whether the table gives a size to each of inCount samples: its stated count reaches them and,
+    // without a constant size, their entries lie inside the atom.
+    [[nodiscard]] bool CoversSamples(uint32_t inCount) const noexcept
+    {
+        return StatedCount() >= inCount && (mConstantSize != 0 || (inCount != 0 && HasEntry(inCount - 1)));
+    }
     // Entries that lie inside the atom.
     [[nodiscard]] bool HasEntry(uint32_t inSample) const noexcept
     {
@@ -37,6 +43,11 @@ public:
     uint32_t VouchedEntrySize(uint32_t inSample) const noexcept
     {
         return BE::U32(mStsz.Atom() + EntryFromAtom(inSample));
+    }
+    // Where that entry lies, for a pass that reads the entries after it in turn.
+    const uint8_t* VouchedEntry(uint32_t inSample) const noexcept
+    {
+        return mStsz.Atom() + EntryFromAtom(inSample);
     }
 
 private:

@@ -65,6 +65,16 @@ struct ChunkPlace
     uint32_t positionInChunk = 0; // samples before this one in its chunk
 };
 
+// Where the sample after the one placed last lies, when it is inside the run in hand: enough to
+// place a stretch of samples without asking the cursor for each.
+struct RunAhead
+{
+    uint32_t chunkIndex = 0; // 0-based, wrapping as the cursor's answer would
+    uint32_t positionInChunk = 0;
+    uint32_t samplesPerChunk = 0;
+    uint32_t samplesLeftInRun = 0; // from this sample to the run's end, this one included
+};
+
 // The sample-to-chunk cursor of a pass over samples in increasing order. At most two runs are
 // tried for one sample, so two empty runs in a row end the pass. A sample inside the run in hand,
 // the common case, is placed without reading the table again.
@@ -78,6 +88,13 @@ public:
 
     // The chunk of inSample; false when the lookup fails, which ends the pass.
     [[nodiscard]] bool Next(uint32_t inSample, ChunkPlace& outPlace);
+
+    // Where inSample lies when it is the sample after the one placed last and inside the run in
+    // hand, as Next would place it; false otherwise (Next must then be asked).
+    [[nodiscard]] bool LookAhead(uint32_t inSample, RunAhead& outAhead) const noexcept;
+    // Moves the cursor as if the inCount samples from the one LookAhead placed had each been asked
+    // for in turn. inCount must not pass the run's end.
+    void Skip(uint32_t inCount) noexcept;
 
 private:
     [[nodiscard]] bool PlaceByWalk(uint32_t inSample, ChunkPlace& outPlace);
@@ -135,6 +152,31 @@ inline bool SampleToChunkCursor::PlaceInRunInHand(uint32_t inSample, ChunkPlace&
     mLastSample = inSample;
     outPlace = {mHeldFirstChunk - 1 + mLastChunkInRun, mRunFirstSample, mHeldSamplesPerChunk, mLastPosition};
     return true;
+}
+
+inline bool SampleToChunkCursor::LookAhead(uint32_t inSample, RunAhead& outAhead) const noexcept
+{
+    if (!mHolding || !mHaveLast || inSample != mLastSample + 1 || inSample < mRunFirstSample ||
+        inSample >= mHeldEnd)
+        return false;
+    uint32_t chunkInRun = mLastChunkInRun;
+    uint32_t position = mLastPosition + 1;
+    if (position == mHeldSamplesPerChunk)
+    {
+        position = 0;
+        ++chunkInRun;
+    }
+    outAhead = {mHeldFirstChunk - 1 + chunkInRun, position, mHeldSamplesPerChunk, mHeldEnd - inSample};
+    return true;
+}
+
+inline void SampleToChunkCursor::Skip(uint32_t inCount) noexcept
+{
+    // One step a sample moves the position on and wraps it into the next chunk; so does this.
+    const uint64_t position = uint64_t(mLastPosition) + inCount;
+    mLastChunkInRun += uint32_t(position / mHeldSamplesPerChunk);
+    mLastPosition = uint32_t(position % mHeldSamplesPerChunk);
+    mLastSample += inCount;
 }
 
 } // namespace QT

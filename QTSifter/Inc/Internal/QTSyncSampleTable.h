@@ -22,6 +22,19 @@ public:
     // Whether inSample is a sync sample. Never false: the sync table does not end a pass.
     [[nodiscard]] bool Next(uint32_t inSample, bool& outIsSync);
 
+    // How many samples from inSample on share one answer without the cursor moving, and that
+    // answer: a pass may take them at once. 0 when inSample is the next sync sample, which moves it.
+    uint32_t SamplesAlike(uint32_t inSample, bool& outIsSync) const noexcept
+    {
+        outIsSync = !mStss;
+        if (!mStss)
+            return UINT32_MAX;
+        if (mNextSync == inSample)
+            return 0;
+        // One behind stays behind: the cursor moves only on a match.
+        return mNextSync > inSample ? mNextSync - inSample : UINT32_MAX;
+    }
+
 private:
     // Whether inSample is the next sync sample, moving on past it when it is.
     [[nodiscard]] bool Matches(uint32_t inSample);

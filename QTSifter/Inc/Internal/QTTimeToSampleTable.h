@@ -38,6 +38,18 @@ public:
     // The duration of inSample; false when the table has run out, which ends the pass.
     [[nodiscard]] bool Next(uint32_t inSample, uint32_t& outDuration);
 
+    // How many samples from inSample on Next would answer from the entry in hand without moving,
+    // and their duration: a pass may take them at once. 0 when no entry is in hand or inSample
+    // lies outside it.
+    uint32_t SamplesLeftInEntry(uint32_t inSample, uint32_t& outDuration) const noexcept
+    {
+        const uint32_t end = mEntryStart + mEntry.sampleCount;
+        if (!mHaveEntry || inSample < mEntryStart || inSample >= end)
+            return 0;
+        outDuration = mEntry.duration;
+        return end - inSample;
+    }
+
 private:
     [[nodiscard]] bool LoadEntry();
 

@@ -41,7 +41,19 @@ private:
     size_t mCapacity;
 };
 
-// The allocator behind objects handed out through interface references.
+// Blocks at least this large come from the recycling pool: a table handed out is given back to it
+// when its owner lets it go, and the next table of about its size reuses it, page faults already
+// paid. Below it the system's allocator is as fast.
+inline constexpr size_t kLargeBlockBytes = size_t(1) << 20;
+
+// A large block from the pool, or fresh (backed by huge pages where the system allows); throws
+// std::bad_alloc when memory is short.
+TENACORE_API void* AllocateLarge(size_t inBytes);
+// Gives a block of AllocateLarge back to the pool; inBytes as asked for.
+TENACORE_API void FreeLarge(void* inBlock, size_t inBytes) noexcept;
+
+// The allocator behind objects handed out through interface references and the containers that
+// cross the interfaces.
 template <class T>
 class STLAllocator
 {
@@ -54,8 +66,22 @@ public:
     {
     }
 
-    T* allocate(size_t inCount) { return std::allocator<T>().allocate(inCount); }
-    void deallocate(T* inPtr, size_t inCount) noexcept { std::allocator<T>().deallocate(inPtr, inCount); }
+    T* allocate(size_t inCount)
+    {
+        if (inCount >= kLargeBlockBytes / sizeof(T))
+        {
+            if (inCount > SIZE_MAX / sizeof(T))
+                throw std::bad_array_new_length();
+            return static_cast<T*>(AllocateLarge(inCount * sizeof(T)));
+        }
+        return std::allocator<T>().allocate(inCount);
+    }
+    void deallocate(T* inPtr, size_t inCount) noexcept
+    {
+        if (inCount >= kLargeBlockBytes / sizeof(T))
+            return FreeLarge(inPtr, inCount * sizeof(T));
+        std::allocator<T>().deallocate(inPtr, inCount);
+    }
 
     template <class U>
     bool operator==(const STLAllocator<U>&) const noexcept

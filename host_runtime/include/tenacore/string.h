@@ -21,6 +21,8 @@ TENACORE_API std::string UTF16to8(std::u16string_view inText);
 // Text in the system's 8-bit encoding as UTF-8: the ANSI code page on Windows; elsewhere the
 // system encoding is UTF-8 and the bytes pass as they are.
 TENACORE_API std::string Std8ToUTF8String(std::string_view inText);
+// The same text as UTF-16.
+TENACORE_API std::u16string Std8ToUTF16String(std::string_view inText);
 // The text with every ill-formed sequence replaced by U+FFFD; outNeededRepair says whether any was.
 TENACORE_API std::string SanitizeUTF8CharacterString(std::string_view inText, bool& outNeededRepair);
 // Each of the inLength bytes becomes one 16-bit unit.
