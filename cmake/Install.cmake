@@ -7,6 +7,7 @@ target_compile_features(QTSifter INTERFACE cxx_std_20)
 
 set(QTSIFTER_PUBLIC_HEADERS
     QTSifter/Inc/IQTMovie.h
+    QTSifter/Inc/IQTMovieFixer.h
     QTSifter/Inc/IQTSifter.h
     QTSifter/Inc/IQTTrack.h
     QTSifter/Inc/QTAudio.h

@@ -27,6 +27,7 @@ constexpr QT::WalkRules kOtherRules{
     .requireMediaInfoHeader = true,
     .userData = QT::UserDataWalk::RecordOnly,
     .checkKeyedMetadata = false,
+    .sdtpBehindSampleTable = false,
 };
 
 // The loader never hands over more than this.

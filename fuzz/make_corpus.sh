@@ -24,6 +24,9 @@ ff $video $audio -c:v libx264 -pix_fmt yuv420p -c:a aac -b:a 16k -movflags fasts
 # Motion JPEG with user data and a rotated track.
 ff $video -c:v mjpeg -q:v 20 -metadata title=Seed -metadata:s:v rotate=90 \
     -fflags +bitexact -flags +bitexact -threads 1 "$corpus/ffmpeg-mjpeg-rotated.mov"
+# HEVC with B-frames, for which the muxer writes sdtp: the movie fixer's one case of writing.
+ff -f lavfi -i testsrc=size=16x16:rate=25:duration=0.4 -c:v libx265 -tag:v hvc1 -pix_fmt yuv420p \
+    -x265-params bframes=2:log-level=none:pools=none:frame-threads=1 $stable "$corpus/ffmpeg-hevc-sdtp.mov"
 # Fragmented: a moov with mvex and no samples, then moof atoms.
 ff $video -c:v libx264 -pix_fmt yuv420p -movflags frag_keyframe+empty_moov \
     $stable "$corpus/ffmpeg-fragmented.mp4"

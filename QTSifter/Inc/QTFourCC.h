@@ -59,6 +59,8 @@ inline constexpr uint32_t kKeysAtom = FourCC("keys");
 inline constexpr uint32_t kIlstAtom = FourCC("ilst");
 inline constexpr uint32_t kDataAtom = FourCC("data");
 inline constexpr uint32_t kFreeAtom = FourCC("free");
+// What the movie fixer writes over an sdtp's type, so that readers step over the table.
+inline constexpr uint32_t kSkipAtom = FourCC("skip");
 inline constexpr uint32_t kUuidAtom = FourCC("uuid");
 // Extension atoms of a sound description.
 inline constexpr uint32_t kWaveAtom = FourCC("wave");

@@ -14,14 +14,6 @@ namespace QT
 namespace
 {
 
-// The stored movie atom is loaded whole; this bounds the memory of a load.
-constexpr int64_t kMaxMovieAtomSize = 0x8000000;
-
-bool IsLoadableMovieSize(int64_t inSize)
-{
-    return inSize >= 9 && inSize <= kMaxMovieAtomSize;
-}
-
 using RecycledMemory = tenacore::allocator::RecycledMemory;
 
 } // namespace

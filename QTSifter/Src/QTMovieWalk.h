@@ -72,6 +72,9 @@ struct WalkRules
     // The keyed metadata is read with its checks and reports: key sizes against keys, each
     // taken item against the end of ilst, an ilst of more than 8 bytes.
     bool checkKeyedMetadata = true;
+    // An sdtp in the sample table walk's one-atom reach behind stbl is taken as the track's. A
+    // walk whose pointers are written through takes only one that lies inside the stbl.
+    bool sdtpBehindSampleTable = true;
 };
 
 // The parser's walk.

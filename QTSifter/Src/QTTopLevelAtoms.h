@@ -16,6 +16,14 @@ struct TopLevelAtom
     uint32_t type = 0;
 };
 
+// The stored movie atom is loaded whole; this bounds the memory of a load.
+inline constexpr int64_t kMaxMovieAtomSize = 0x8000000;
+
+inline bool IsLoadableMovieSize(int64_t inSize)
+{
+    return inSize >= 9 && inSize <= kMaxMovieAtomSize;
+}
+
 // Reads the header at the file pointer and seeks past the atom. 0 or 99.
 uint32_t ReadFileAtomHeader(KSL::File& inFile, uint64_t inFileSize, TopLevelAtom& outAtom);
 

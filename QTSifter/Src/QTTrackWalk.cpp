@@ -53,6 +53,12 @@ const uint8_t** SampleTableSlot(TrackItem& ioItem, uint32_t inType, const WalkRu
     }
 }
 
+// Whether inAtom's header lies before inEnd: the atom starts inside the container that ends there.
+bool HeaderInside(const ChildAtom& inAtom, uint32_t inEnd)
+{
+    return inAtom.position < inEnd && kAtomHeaderSize <= inEnd - inAtom.position;
+}
+
 // The atoms of one trak, read flat over the buffer. Any Walk* that gives false abandons the
 // track, and with it the whole walk.
 class TrackWalker
@@ -170,12 +176,15 @@ private:
     }
 
     // The count is tested loosely (8 bytes an entry, where an entry has 12), and that stays;
-    // entries are taken only while they lie inside the buffer.
+    // entries are taken only while they lie inside the buffer. A child taken as the edit list
+    // without a look at its type may be any atom at all: its entries are held to its own bytes.
     [[nodiscard]] bool ReadEditList(const ChildAtom& inElst, TrackItem& ioItem) const
     {
-        const ByteRange bytes(mData, mLimit);
+        const uint64_t entriesEnd =
+            mRules.checkEditListType ? mLimit : std::min<uint64_t>(inElst.End(), mLimit);
+        const ByteRange bytes(mData, uint32_t(entriesEnd));
         const uint8_t* elst = mData + inElst.position;
-        if (!bytes.Contains(elst, kElstCountFromAtom, 4))
+        if (!ByteRange(mData, mLimit).Contains(elst, kElstCountFromAtom, 4))
             return false;
         const int32_t count = BE::I32(elst + kElstCountFromAtom);
         const int64_t countTimesEight = int32_t(uint32_t(count) * 8u);
@@ -335,6 +344,8 @@ bool WalkSampleTable(const MovieIndex& inIndex, const WalkRules& inRules, uint32
     {
         if (!children.Next(atom))
             return HasRequiredSampleTables(ioItem);
+        if (atom.type == kSdtpAtom && !inRules.sdtpBehindSampleTable && !HeaderInside(atom, inEnd))
+            continue;
         if (const uint8_t** slot = SampleTableSlot(ioItem, atom.type, inRules))
             *slot = data + atom.position;
     }

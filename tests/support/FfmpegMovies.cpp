@@ -276,6 +276,12 @@ const std::vector<MovieRecipe>& MovieRecipes()
         // The same with the composition delay folded into signed offsets, so no edit is needed.
         {"hevc_bframes_negative_cts", "mov", Only({kVideoIn, kHevc, "-movflags negative_cts_offsets"}),
          kUnlisted},
+        // For the movie fixer: moov ahead of mdat; two video tracks of which only the second is
+        // enabled; and sound alone.
+        {"hevc_faststart", "mov", Only({kVideoIn, kHevc, "-movflags faststart"}), kUnlisted},
+        {"hevc_second_enabled", "mov",
+         Only({kVideoIn, "-map 0:v -map 0:v -disposition:v:0 0 -disposition:v:1 default", kHevc}), kUnlisted},
+        {"pcm_only", "mov", Only({kAudioIn, kPcm}), kUnlisted},
         // Top field first, 4:3 pixels and BT.709 colour, so that fiel, pasp, colr and tapt are written.
         // setparams tags the frames too, since the encoder takes colour and fields from them.
         {"prores_interlaced_tt",

@@ -6,6 +6,7 @@
 #include "AtomBuilder.h"
 #include "Capture.h"
 #include "QTFourCC.h"
+#include "QTMovieFixer.h"
 #include "QTMovieWalk.h"
 
 using namespace qttest;
@@ -191,6 +192,45 @@ TEST(WalkRules, MalformedKeyedMetadataIsReportedOnlyWhenChecked)
     EXPECT_TRUE(trace.lines.empty());
 }
 
+TEST(WalkRules, AnSdtpJustBehindStblIsTakenOrLeft)
+{
+    const Atom minf = Container("minf", {Vmhd(), Dinf(), StblOf(), Sdtp({0x20})});
+    const Bytes moov = Moov({TrakOfMedia({}, {Hdlr(Code("vide")), minf})});
+    const Walked parsed = Walk(moov, kParser);
+    ASSERT_TRUE(parsed.ok);
+    const uint8_t* behind = parsed.index.trackItems.at(0).sdtp;
+    ASSERT_NE(behind, nullptr);
+    EXPECT_EQ(QT::BE::U32(behind + 4), Code("sdtp"));
+    const Walked inside = Walk(moov, {.sdtpBehindSampleTable = false});
+    ASSERT_TRUE(inside.ok);
+    EXPECT_EQ(inside.index.trackItems.at(0).sdtp, nullptr);
+}
+
+TEST(WalkRules, AnSdtpInsideStblIsTakenUnderEitherSetting)
+{
+    const Atom minf = Container("minf", {Vmhd(), Dinf(), StblOf({Sdtp({0x20})})});
+    const Bytes moov = Moov({TrakOfMedia({}, {Hdlr(Code("vide")), minf})});
+    EXPECT_NE(Walk(moov, kParser).index.trackItems.at(0).sdtp, nullptr);
+    EXPECT_NE(Walk(moov, {.sdtpBehindSampleTable = false}).index.trackItems.at(0).sdtp, nullptr);
+}
+
+TEST(WalkRules, TheFixerWalksWithEveryRuleTheOtherWay)
+{
+    const QT::WalkRules rules = QT::kFixerWalkRules;
+    EXPECT_EQ(rules.minBytesLeft, 8u);
+    EXPECT_FALSE(rules.expandCompressedMovie);
+    EXPECT_FALSE(rules.checkEditListType);
+    EXPECT_FALSE(rules.dropEmptyEdits);
+    EXPECT_FALSE(rules.skipExtendedLanguage);
+    EXPECT_EQ(rules.mediaInformation, QT::MediaInformationWalk::FirstChildIsHeader);
+    EXPECT_FALSE(rules.captionTracksNeedNoTables);
+    EXPECT_FALSE(rules.recordPartialSync);
+    EXPECT_TRUE(rules.requireMediaInfoHeader);
+    EXPECT_EQ(rules.userData, QT::UserDataWalk::RecordOnly);
+    EXPECT_FALSE(rules.checkKeyedMetadata);
+    EXPECT_FALSE(rules.sdtpBehindSampleTable);
+}
+
 TEST(WalkRules, TheSifterWalksUnderTheParsersRules)
 {
     const QT::WalkRules rules = QT::kParserWalkRules;
@@ -205,4 +245,5 @@ TEST(WalkRules, TheSifterWalksUnderTheParsersRules)
     EXPECT_FALSE(rules.requireMediaInfoHeader);
     EXPECT_EQ(rules.userData, QT::UserDataWalk::CollectNameTaggedMetadata);
     EXPECT_TRUE(rules.checkKeyedMetadata);
+    EXPECT_TRUE(rules.sdtpBehindSampleTable);
 }

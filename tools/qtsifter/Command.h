@@ -33,5 +33,6 @@ Command AudioMapCommand();
 Command TimecodeCommand();
 Command CaptionsCommand();
 Command RefsCommand();
+Command FixCommand();
 
 } // namespace qtsifter

@@ -6,7 +6,7 @@ namespace qtsifter
 std::vector<Command> CommandTable()
 {
     return {InfoCommand(),     SamplesCommand(),  TemporalCommand(), AudioMapCommand(),
-            TimecodeCommand(), CaptionsCommand(), RefsCommand()};
+            TimecodeCommand(), CaptionsCommand(), RefsCommand(),     FixCommand()};
 }
 
 } // namespace qtsifter

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "IQTTrack.h"
 
@@ -20,5 +21,16 @@ struct DependencyTables
     bool ctts = false;
 };
 DependencyTables FindDependencyTables(QT::IQTTrack& inTrack);
+
+// Where the movie fixer would write in the file at inPath, found by its own load and walk without
+// writing. reason is empty when there is something to fix.
+struct PlannedFix
+{
+    uint32_t result = 0;
+    uint32_t track = 0;
+    uint64_t position = 0; // of the sdtp atom's type word
+    std::string reason;
+};
+PlannedFix PlanFix(const std::u16string& inPath);
 
 } // namespace qtsifter
