@@ -14,40 +14,27 @@
 #include <unistd.h>
 
 #include "IQTMovieFixer.h"
+#include "ScratchFile.h"
 #include "tenacore/debug.h"
 #include "tenacore/string.h"
 
 namespace
 {
 
-// One file per process, in memory-backed /dev/shm when there is one.
-const std::string& ScratchPath()
+const qtfuzz::ScratchFile& Scratch()
 {
-    static const std::string path = []
-    {
-        std::error_code error;
-        const std::filesystem::path folder = std::filesystem::is_directory("/dev/shm", error)
-                                                 ? "/dev/shm"
-                                                 : std::filesystem::temp_directory_path();
-        return (folder / ("qtsifter-fuzz-fixer-" + std::to_string(::getpid()) + ".mov")).string();
-    }();
-    return path;
+    static const qtfuzz::ScratchFile file("qtsifter-fuzz-fixer");
+    return file;
 }
 
-void RemoveScratch()
+const std::string& ScratchPath()
 {
-    std::remove(ScratchPath().c_str());
+    return Scratch().Path();
 }
 
 bool WriteScratch(const uint8_t* inData, size_t inSize)
 {
-    static const bool registered = [] { return std::atexit(&RemoveScratch) == 0; }();
-    (void)registered;
-    FILE* file = std::fopen(ScratchPath().c_str(), "wb");
-    if (file == nullptr)
-        return false;
-    const bool written = std::fwrite(inData, 1, inSize, file) == inSize;
-    return std::fclose(file) == 0 && written;
+    return Scratch().Write(inData, inSize);
 }
 
 std::vector<uint8_t> ReadScratch()

@@ -17,6 +17,7 @@
 #include "IQTSifter.h"
 #include "QTCaptionLimits.h"
 #include "QTFourCC.h"
+#include "ScratchFile.h"
 #include "WalkUnderOtherRules.h"
 #include "tenacore/debug.h"
 #include "tenacore/string.h"
@@ -69,34 +70,20 @@ QT::QTFileProvider MakeProvider()
     return provider;
 }
 
-// One file per process, in memory-backed /dev/shm when there is one.
-const std::string& ScratchPath()
+const qtfuzz::ScratchFile& Scratch()
 {
-    static const std::string path = []
-    {
-        std::error_code error;
-        const std::filesystem::path folder = std::filesystem::is_directory("/dev/shm", error)
-                                                 ? "/dev/shm"
-                                                 : std::filesystem::temp_directory_path();
-        return (folder / ("qtsifter-fuzz-" + std::to_string(::getpid()) + ".mov")).string();
-    }();
-    return path;
+    static const qtfuzz::ScratchFile file("qtsifter-fuzz");
+    return file;
 }
 
-void RemoveScratch()
+const std::string& ScratchPath()
 {
-    std::remove(ScratchPath().c_str());
+    return Scratch().Path();
 }
 
 bool WriteScratch(const uint8_t* inData, size_t inSize)
 {
-    static const bool registered = [] { return std::atexit(&RemoveScratch) == 0; }();
-    (void)registered;
-    FILE* file = std::fopen(ScratchPath().c_str(), "wb");
-    if (file == nullptr)
-        return false;
-    const bool written = std::fwrite(inData, 1, inSize, file) == inSize;
-    return std::fclose(file) == 0 && written;
+    return Scratch().Write(inData, inSize);
 }
 
 // The atom to locate after the load, picked by the input's length so that each is tried.
