@@ -37,20 +37,11 @@ uint32_t QTSifter::CompactWorkArea(uint8_t* ioWorkArea, LoadRoute inRoute, uint3
 uint32_t QTSifter::LoadMovieAtomFromFile(KSL::File& inFile)
 {
     TopLevelAtom moov;
-    if (FindMovieAtomInFile(inFile, fileSize, moov) != kQTSuccess)
-        return kQTStatusReadFailed;
-    if (!IsLoadableMovieSize(moov.size))
-        return kQTStatusReadFailed;
-    auto workArea = RecycledMemory::Create(size_t(moov.size));
-    if (!workArea)
-        return kQTStatusReadFailed;
-    if (inFile.SetFilePointer(int64_t(moov.start), KSL::File::kFromStart) < 0)
+    std::shared_ptr<RecycledMemory> workArea;
+    if (ReadMovieAtomFromFile(inFile, fileSize, moov, workArea) != kQTSuccess)
         return kQTStatusReadFailed;
     movieAtomSize = uint32_t(moov.size);
     movieAtomOffset = moov.start;
-    uint32_t got = 0;
-    if (inFile.Read(workArea->GetData(), movieAtomSize, got) < 0 || got < movieAtomSize)
-        return kQTStatusReadFailed;
     uint32_t finalSize = 0;
     if (CompactWorkArea(workArea->GetData(), LoadRoute::File, finalSize) != kQTSuccess)
         return kQTStatusReadFailed;

@@ -120,6 +120,22 @@ uint32_t ReadProviderAtomHeader(const QTFileProvider& inProvider, uint64_t inPos
     return outAtom.size < 0 ? kQTStatusReadFailed : kQTSuccess;
 }
 
+uint32_t ReadMovieAtomFromFile(KSL::File& inFile, uint64_t inFileSize, TopLevelAtom& outMoov,
+                               std::shared_ptr<tenacore::allocator::RecycledMemory>& outBytes)
+{
+    if (FindMovieAtomInFile(inFile, inFileSize, outMoov) != kQTSuccess || !IsLoadableMovieSize(outMoov.size))
+        return kQTStatusReadFailed;
+    auto bytes = tenacore::allocator::RecycledMemory::Create(size_t(outMoov.size));
+    if (!bytes || inFile.SetFilePointer(int64_t(outMoov.start), KSL::File::kFromStart) < 0)
+        return kQTStatusReadFailed;
+    const uint32_t size = uint32_t(outMoov.size);
+    uint32_t got = 0;
+    if (inFile.Read(bytes->GetData(), size, got) < 0 || got < size)
+        return kQTStatusReadFailed;
+    outBytes = std::move(bytes);
+    return kQTSuccess;
+}
+
 uint32_t FindMovieAtomInFile(KSL::File& inFile, uint64_t inFileSize, TopLevelAtom& outMoov)
 {
     if (inFile.SetFilePointer(0, KSL::File::kFromStart) < 0)

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "KSL/File.h"
 #include "QTFileProvider.h"
+#include "tenacore/allocator.h"
 
 namespace QT
 {
@@ -33,6 +35,11 @@ uint32_t ReadProviderAtomHeader(const QTFileProvider& inProvider, uint64_t inPos
 
 // The scans for moov over each route.
 uint32_t FindMovieAtomInFile(KSL::File& inFile, uint64_t inFileSize, TopLevelAtom& outMoov);
+
+// Finds the movie atom in the file and reads its bytes, as they lie, into fresh memory. Fails when
+// none is found, it is too large to load, memory is short or the read falls short.
+uint32_t ReadMovieAtomFromFile(KSL::File& inFile, uint64_t inFileSize, TopLevelAtom& outMoov,
+                               std::shared_ptr<tenacore::allocator::RecycledMemory>& outBytes);
 uint32_t FindMovieAtomInProvider(const QTFileProvider& inProvider, uint64_t inFileSize,
                                  TopLevelAtom& outMoov);
 

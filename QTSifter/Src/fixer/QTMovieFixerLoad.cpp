@@ -12,18 +12,11 @@ namespace QT
 uint32_t QTMovieFixer::LoadMovieAtom(KSL::File& inFile)
 {
     TopLevelAtom moov;
-    if (FindMovieAtomInFile(inFile, fileSize, moov) != kQTSuccess || !IsLoadableMovieSize(moov.size))
-        return kQTStatusReadFailed;
-    auto buffer = tenacore::allocator::RecycledMemory::Create(size_t(moov.size));
-    if (!buffer)
-        return kQTStatusReadFailed;
-    if (inFile.SetFilePointer(int64_t(moov.start), KSL::File::kFromStart) < 0)
+    std::shared_ptr<tenacore::allocator::RecycledMemory> buffer;
+    if (ReadMovieAtomFromFile(inFile, fileSize, moov, buffer) != kQTSuccess)
         return kQTStatusReadFailed;
     movieAtomSize = uint32_t(moov.size);
     movieAtomOffset = moov.start;
-    uint32_t got = 0;
-    if (inFile.Read(buffer->GetData(), movieAtomSize, got) < 0 || got < movieAtomSize)
-        return kQTStatusReadFailed;
     mooVAtom->buffer = std::move(buffer);
     return kQTSuccess;
 }
