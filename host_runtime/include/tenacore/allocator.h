@@ -43,7 +43,7 @@ private:
 
 // Blocks at least this large come from the recycling pool: a table handed out is given back to it
 // when its owner lets it go, and the next table of about its size reuses it, page faults already
-// paid. Between the small blocks and it the system's allocator is as fast.
+// paid. Below it the system's allocator is as fast.
 inline constexpr size_t kLargeBlockBytes = size_t(1) << 20;
 
 // A large block from the pool, or fresh (backed by huge pages where the system allows); throws
@@ -51,33 +51,6 @@ inline constexpr size_t kLargeBlockBytes = size_t(1) << 20;
 TENACORE_API void* AllocateLarge(size_t inBytes);
 // Gives a block of AllocateLarge back to the pool; inBytes as asked for.
 TENACORE_API void FreeLarge(void* inBlock, size_t inBytes) noexcept;
-
-// Blocks of at most this many bytes, such as the nodes of a map, come from the small-block pool:
-// size classes of kSmallBlockStep bytes, each carved from slabs of the large-block pool. A thread
-// keeps a few blocks of each class to itself, so that most requests and returns take no lock; a
-// block may be given back on any thread. Slabs emptied are kept for the next call, within a cap.
-inline constexpr size_t kSmallBlockBytes = 256;
-inline constexpr size_t kSmallBlockStep = 16;
-// Small blocks are aligned to this; types that want more take the system's allocator.
-inline constexpr size_t kSmallBlockAlign = 16;
-
-// A small block of at least inBytes (at most kSmallBlockBytes); throws std::bad_alloc when memory
-// is short.
-TENACORE_API void* AllocateSmall(size_t inBytes);
-// Gives a block of AllocateSmall back; inBytes as asked for. Any thread may give it back.
-TENACORE_API void FreeSmall(void* inBlock, size_t inBytes) noexcept;
-
-// What the small-block pool holds, for tests and diagnostics.
-struct SmallPoolCounts
-{
-    size_t slabsInUse = 0; // slabs with blocks handed out or kept by a thread
-    size_t slabsKept = 0;  // empty slabs kept for the next call
-    size_t slabsMade = 0;  // slabs ever taken from the large-block pool or the system
-    size_t blocksOut = 0;  // blocks handed out, those a thread keeps for itself included
-};
-TENACORE_API SmallPoolCounts GetSmallPoolCounts();
-// Gives the blocks the calling thread keeps for itself back to their slabs.
-TENACORE_API void ReleaseThreadSmallBlocks() noexcept;
 
 // The allocator behind objects handed out through interface references and the containers that
 // cross the interfaces.
@@ -95,8 +68,6 @@ public:
 
     T* allocate(size_t inCount)
     {
-        if (IsSmall(inCount))
-            return static_cast<T*>(AllocateSmall(inCount * sizeof(T)));
         if (inCount >= kLargeBlockBytes / sizeof(T))
         {
             if (inCount > SIZE_MAX / sizeof(T))
@@ -107,8 +78,6 @@ public:
     }
     void deallocate(T* inPtr, size_t inCount) noexcept
     {
-        if (IsSmall(inCount))
-            return FreeSmall(inPtr, inCount * sizeof(T));
         if (inCount >= kLargeBlockBytes / sizeof(T))
             return FreeLarge(inPtr, inCount * sizeof(T));
         std::allocator<T>().deallocate(inPtr, inCount);
@@ -118,12 +87,6 @@ public:
     bool operator==(const STLAllocator<U>&) const noexcept
     {
         return true;
-    }
-
-private:
-    static bool IsSmall(size_t inCount) noexcept
-    {
-        return alignof(T) <= kSmallBlockAlign && inCount <= kSmallBlockBytes / sizeof(T);
     }
 };
 
