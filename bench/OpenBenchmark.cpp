@@ -524,12 +524,7 @@ public:
     {
         const auto& seconds = inCPU ? mCPU : mWall;
         auto found = seconds.find(inName);
-        if (found == seconds.end() || found->second.empty())
-            return 0;
-        std::vector<double> times = found->second;
-        std::sort(times.begin(), times.end());
-        const size_t half = times.size() / 2;
-        return times.size() % 2 ? times[half] : (times[half - 1] + times[half]) / 2;
+        return found == seconds.end() ? 0 : MedianOf(found->second);
     }
 
 private:
