@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Everything a change must pass: a plain build with all tests, the Windows build with its unit
-# tests under wine, the plain build under AddressSanitizer and UndefinedBehaviorSanitizer, and a
-# minute of fuzzing from the seed corpus.
+# tests under wine, the plain build under AddressSanitizer and UndefinedBehaviorSanitizer, the
+# threaded tests under ThreadSanitizer, and a minute of fuzzing from the seed corpus.
 # Usage: scripts/test.sh
-# Builds in build-test, build-windows, build-sanitize and build-fuzz in the repository; BUILD_PREFIX
+# Builds in build-test, build-windows, build-sanitize, build-tsan and build-fuzz in the repository; BUILD_PREFIX
 # replaces "<repository>/build" in those names, FUZZ_SECONDS the minute of fuzzing, JOBS the
 # parallelism.
 # A compiler warning fails the build (QTSIFTER_WERROR), and any other warning that CMake or the
@@ -58,12 +58,13 @@ build_and_test() {
 stage plain build_and_test "$prefix-test" -DQTSIFTER_BUILD_BENCH=ON
 stage windows bash "$repo/scripts/windows.sh" "$prefix-windows"
 stage sanitize build_and_test "$prefix-sanitize" -DQTSIFTER_SANITIZE=ON
+stage threads bash "$repo/scripts/tsan.sh" "$prefix-tsan"
 stage fuzz bash "$repo/fuzz/run.sh" "$fuzz_seconds" "$prefix-fuzz"
 
 # Warnings that -Werror does not reach: CMake's own (an unused variable, a deprecated call) and the
 # linker's.
 warnings="$(grep -h -E "warning:|CMake Warning|Manually-specified variables were not used" \
-    "$logs/plain.log" "$logs/windows.log" "$logs/sanitize.log" "$logs/fuzz.log" 2>/dev/null | sort -u)"
+    "$logs/plain.log" "$logs/windows.log" "$logs/sanitize.log" "$logs/threads.log" "$logs/fuzz.log" 2>/dev/null | sort -u)"
 if [ -n "$warnings" ]; then
     summary+=("warnings: FAILED, the builds printed:")
     while IFS= read -r line; do

@@ -25,7 +25,7 @@ export WINEDLLOVERRIDES="mscoree,mshtml="
 unset DISPLAY WAYLAND_DISPLAY
 # ctest and the test discovery after the link start wine through this, with or without this script.
 emulator="/usr/bin/env;-u;DISPLAY;-u;WAYLAND_DISPLAY;WINEPREFIX=$WINEPREFIX;WINEDEBUG=$WINEDEBUG"
-emulator+=";WINEDLLOVERRIDES=$WINEDLLOVERRIDES;$wine"
+emulator+=";WINEDLLOVERRIDES=$WINEDLLOVERRIDES;bash;$repo/scripts/wine-run.sh;$wine"
 
 # GoogleTest for the target, from Debian's sources, built once per build folder.
 gtest="$build/googletest-install"

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 
 #include "IQTTrack.h"
@@ -141,8 +142,10 @@ private:
     std::shared_ptr<QTMooVAtom> mMooVAtom;
     uint32_t mMovieTimeScale = 0;
     int64_t mMovieDuration = 0;
-    uint32_t mSampleCount = 0;
-    uint32_t mEditedSampleCount = 0;
+    // Lazy caches, raced by threads that query one track: every thread computes the same value, so
+    // relaxed stores and loads are all they need.
+    std::atomic<uint32_t> mSampleCount{0};
+    std::atomic<uint32_t> mEditedSampleCount{0};
     uint32_t mMediaStartTime = 0;
     uint32_t mFirstSampleIndex = 0;
     uint32_t mFirstSampleDuration = 0;

@@ -132,8 +132,8 @@ void QTTrack::FindFirstEditedSample(uint32_t inMediaTime)
 
 uint32_t QTTrack::GetEditedSampleCount()
 {
-    if (mEditedSampleCount != 0)
-        return mEditedSampleCount;
+    if (const uint32_t cached = mEditedSampleCount.load(std::memory_order_relaxed); cached != 0)
+        return cached;
     const TableAtom stts = Table(Item().stts);
     const uint32_t end = mEditedMediaDuration + mMediaStartTime;
     uint32_t elapsed = 0;
@@ -166,7 +166,7 @@ uint32_t QTTrack::GetEditedSampleCount()
         if (elapsed >= end)
             break;
     }
-    mEditedSampleCount = total;
+    mEditedSampleCount.store(total, std::memory_order_relaxed);
     return total;
 }
 

@@ -32,12 +32,12 @@ uint32_t QTTrack::GetSampleDuration(uint32_t inSampleIndex, uint32_t& outDuratio
 // The stts counts are the only source of the number of samples. A sum of 0 is computed again.
 uint32_t QTTrack::GetSampleCount()
 {
-    if (mSampleCount != 0)
-        return mSampleCount;
+    if (const uint32_t cached = mSampleCount.load(std::memory_order_relaxed); cached != 0)
+        return cached;
     uint32_t sum = 0;
     for (uint32_t index = 0; const uint8_t* raw = GetTimeToSampleEntry(index); ++index)
         sum += ReadTimeToSampleEntry(raw).sampleCount;
-    mSampleCount = sum;
+    mSampleCount.store(sum, std::memory_order_relaxed);
     return sum;
 }
 

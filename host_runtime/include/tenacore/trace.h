@@ -38,10 +38,12 @@ class TraceSiteCache
 public:
     bool IsEnabled(std::string_view inCategory, int inLevel)
     {
+        // Relaxed: the two values need no order between them, since a thread that sees a stale
+        // enablement merely traces, or skips, one message around a change of settings.
         const int32_t now = TraceChangeCount();
-        if (mSeenChangeCount.exchange(now) != now)
-            mEnabled.store(TraceEnabled(inCategory, inLevel, true));
-        return mEnabled.load();
+        if (mSeenChangeCount.exchange(now, std::memory_order_relaxed) != now)
+            mEnabled.store(TraceEnabled(inCategory, inLevel, true), std::memory_order_relaxed);
+        return mEnabled.load(std::memory_order_relaxed);
     }
 
 private:
