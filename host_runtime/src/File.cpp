@@ -39,7 +39,32 @@ void NotifyCreate(const File::CreateArgs& inArgs)
         Observer()(inArgs);
 }
 
+std::mutex& InjectorMutex()
+{
+    static std::mutex mutex;
+    return mutex;
+}
+
+File::FailureInjector& Injector()
+{
+    static File::FailureInjector injector;
+    return injector;
+}
+
+bool Injected(File::Step inStep)
+{
+    std::lock_guard lock(InjectorMutex());
+    return Injector() && Injector()(inStep);
+}
+
 } // namespace
+
+File::FailureInjector File::SetFailureInjector(FailureInjector inInjector)
+{
+    std::lock_guard lock(InjectorMutex());
+    std::swap(Injector(), inInjector);
+    return inInjector;
+}
 
 File::CreateObserver File::SetCreateObserver(CreateObserver inObserver)
 {
@@ -67,6 +92,8 @@ int32_t File::Create(const std::u16string& inPath, uint32_t inAccess, uint32_t i
     Close();
     if (inDisposition != kOpenExisting || !(inAccess & kAccessRead))
         return kErrArgument;
+    if (Injected(Step::Create))
+        return kErrOpen;
     DWORD share = 0;
     if (inShare & kShareRead)
         share |= FILE_SHARE_READ;
@@ -83,7 +110,7 @@ int32_t File::Create(const std::u16string& inPath, uint32_t inAccess, uint32_t i
 int64_t File::SizeOnDisk() const
 {
     LARGE_INTEGER size;
-    if (!IsOpen() || !GetFileSizeEx(static_cast<HANDLE>(mHandle), &size))
+    if (!IsOpen() || Injected(Step::Size) || !GetFileSizeEx(static_cast<HANDLE>(mHandle), &size))
         return kErrIO;
     return size.QuadPart;
 }
@@ -93,6 +120,8 @@ int32_t File::Read(void* outBuffer, uint32_t inCount, uint32_t& outRead)
     outRead = 0;
     if (!IsOpen())
         return kErrNotOpen;
+    if (Injected(Step::Read))
+        return kErrIO;
     DWORD got = 0;
     if (!ReadFile(static_cast<HANDLE>(mHandle), outBuffer, inCount, &got, nullptr))
         return kErrIO;
@@ -104,6 +133,8 @@ int32_t File::SetFilePointer(int64_t inOffset, uint32_t inOrigin)
 {
     if (!IsOpen())
         return kErrNotOpen;
+    if (Injected(Step::Seek))
+        return kErrIO;
     LARGE_INTEGER distance;
     distance.QuadPart = inOffset;
     const DWORD method = inOrigin == kFromStart     ? FILE_BEGIN
@@ -116,6 +147,8 @@ int32_t File::GetFilePointer(int64_t& outPosition) const
 {
     if (!IsOpen())
         return kErrNotOpen;
+    if (Injected(Step::Position))
+        return kErrIO;
     LARGE_INTEGER zero{}, position{};
     if (!SetFilePointerEx(static_cast<HANDLE>(mHandle), zero, &position, FILE_CURRENT))
         return kErrIO;
@@ -147,6 +180,8 @@ int32_t File::Create(const std::u16string& inPath, uint32_t inAccess, uint32_t i
     // Sharing has no meaning on POSIX; only reading an existing file is supported.
     if (inDisposition != kOpenExisting || !(inAccess & kAccessRead))
         return kErrArgument;
+    if (Injected(Step::Create))
+        return kErrOpen;
     const std::string path = tenacore::string::UTF16to8(inPath);
     int descriptor;
     do
@@ -167,7 +202,7 @@ int32_t File::Create(const std::u16string& inPath, uint32_t inAccess, uint32_t i
 int64_t File::SizeOnDisk() const
 {
     struct stat info;
-    if (!IsOpen() || ::fstat(mDescriptor, &info) != 0)
+    if (!IsOpen() || Injected(Step::Size) || ::fstat(mDescriptor, &info) != 0)
         return kErrIO;
     return static_cast<int64_t>(info.st_size);
 }
@@ -177,6 +212,8 @@ int32_t File::Read(void* outBuffer, uint32_t inCount, uint32_t& outRead)
     outRead = 0;
     if (!IsOpen())
         return kErrNotOpen;
+    if (Injected(Step::Read))
+        return kErrIO;
     auto* cursor = static_cast<uint8_t*>(outBuffer);
     while (outRead < inCount)
     {
@@ -196,6 +233,8 @@ int32_t File::SetFilePointer(int64_t inOffset, uint32_t inOrigin)
 {
     if (!IsOpen())
         return kErrNotOpen;
+    if (Injected(Step::Seek))
+        return kErrIO;
     const int whence = inOrigin == kFromStart ? SEEK_SET : inOrigin == kFromCurrent ? SEEK_CUR : SEEK_END;
     return ::lseek(mDescriptor, static_cast<off_t>(inOffset), whence) < 0 ? kErrIO : kOK;
 }
@@ -204,6 +243,8 @@ int32_t File::GetFilePointer(int64_t& outPosition) const
 {
     if (!IsOpen())
         return kErrNotOpen;
+    if (Injected(Step::Position))
+        return kErrIO;
     const off_t position = ::lseek(mDescriptor, 0, SEEK_CUR);
     if (position < 0)
         return kErrIO;

@@ -1,5 +1,6 @@
 #include "tenacore/allocator.h"
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <new>
@@ -114,6 +115,13 @@ public:
             DeleteBlock(block);
     }
 
+    void CountKept(PoolCounts& ioCounts)
+    {
+        std::lock_guard lock(mMutex);
+        ioCounts.keptBlocks = mBlocks.size();
+        ioCounts.keptBytes = mBytes;
+    }
+
     // A container's allocator gives back only the size it asked for: the capacity of each large
     // block handed out is kept here until it comes back. Such blocks are few and large.
     void NoteLent(const Block& inBlock)
@@ -139,6 +147,22 @@ private:
     std::unordered_map<uint8_t*, size_t> mLent;
 };
 
+// Blocks handed out and not yet back. Only counts for those who ask: relaxed is enough.
+std::atomic<size_t> gLentBlocks{0};
+std::atomic<size_t> gLentBytes{0};
+
+void NoteLentOut(const Block& inBlock) noexcept
+{
+    gLentBlocks.fetch_add(1, std::memory_order_relaxed);
+    gLentBytes.fetch_add(inBlock.capacity, std::memory_order_relaxed);
+}
+
+void NoteBack(const Block& inBlock) noexcept
+{
+    gLentBlocks.fetch_sub(1, std::memory_order_relaxed);
+    gLentBytes.fetch_sub(inBlock.capacity, std::memory_order_relaxed);
+}
+
 // Never destroyed, so that a block given back during static destruction still finds it.
 Pool& ThePool()
 {
@@ -154,7 +178,16 @@ Block TakeOrMake(size_t inSize)
         block = ThePool().Take(inSize);
     if (!block.data)
         block = NewBlock(inSize);
+    if (block.data)
+        NoteLentOut(block);
     return block;
+}
+
+// A lent block back to the pool, which keeps or frees it.
+void GiveBack(const Block& inBlock) noexcept
+{
+    NoteBack(inBlock);
+    ThePool().Give(inBlock);
 }
 
 } // namespace
@@ -170,6 +203,7 @@ std::shared_ptr<RecycledMemory> RecycledMemory::Create(size_t inSize)
     }
     catch (const std::bad_alloc&)
     {
+        NoteBack(block);
         DeleteBlock(block);
         return nullptr;
     }
@@ -177,7 +211,7 @@ std::shared_ptr<RecycledMemory> RecycledMemory::Create(size_t inSize)
 
 RecycledMemory::~RecycledMemory()
 {
-    ThePool().Give({mData, mCapacity});
+    GiveBack({mData, mCapacity});
 }
 
 void* AllocateLarge(size_t inBytes)
@@ -191,6 +225,7 @@ void* AllocateLarge(size_t inBytes)
     }
     catch (...)
     {
+        NoteBack(block);
         DeleteBlock(block);
         throw std::bad_alloc();
     }
@@ -203,7 +238,16 @@ void FreeLarge(void* inBlock, size_t) noexcept
         return;
     const Block block = ThePool().Returned(inBlock);
     if (block.data)
-        ThePool().Give(block);
+        GiveBack(block);
+}
+
+PoolCounts GetPoolCounts() noexcept
+{
+    PoolCounts counts;
+    counts.lentBlocks = gLentBlocks.load(std::memory_order_relaxed);
+    counts.lentBytes = gLentBytes.load(std::memory_order_relaxed);
+    ThePool().CountKept(counts);
+    return counts;
 }
 
 } // namespace tenacore::allocator

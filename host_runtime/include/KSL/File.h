@@ -69,6 +69,22 @@ public:
     using CreateObserver = std::function<void(const CreateArgs&)>;
     static CreateObserver SetCreateObserver(CreateObserver inObserver);
 
+    // The calls at which a failure can be forced. A call on a file that is not open fails by
+    // itself and asks nothing; Close is never failed, so that a handle is always let go.
+    enum class Step : uint32_t
+    {
+        Create,
+        Size,
+        Read,
+        Seek,
+        Position,
+    };
+    // Asked before each step; true makes the step fail as the system would (kErrOpen from Create,
+    // kErrIO from the others, a read delivering nothing). Lets a host's tests reach the failures
+    // that a file system seldom gives on demand. Gives the injector it replaces.
+    using FailureInjector = std::function<bool(Step)>;
+    static FailureInjector SetFailureInjector(FailureInjector inInjector);
+
 private:
 #if defined(_WIN32)
     void* mHandle = reinterpret_cast<void*>(-1);

@@ -52,6 +52,19 @@ TENACORE_API void* AllocateLarge(size_t inBytes);
 // Gives a block of AllocateLarge back to the pool; inBytes as asked for.
 TENACORE_API void FreeLarge(void* inBlock, size_t inBytes) noexcept;
 
+// What the pool holds at one moment. Lent: the blocks of RecycledMemory::Create and AllocateLarge
+// not yet given back, by the bytes each really takes. Kept: blocks given back and held for the
+// next request, on purpose; they are counted apart, so that a host can tell work that leaves
+// nothing behind (lent back where it was) from the pool doing its job (kept bounded).
+struct PoolCounts
+{
+    size_t lentBlocks = 0;
+    size_t lentBytes = 0;
+    size_t keptBlocks = 0;
+    size_t keptBytes = 0;
+};
+TENACORE_API PoolCounts GetPoolCounts() noexcept;
+
 // The allocator behind objects handed out through interface references and the containers that
 // cross the interfaces.
 template <class T>
