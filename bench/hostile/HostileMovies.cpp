@@ -530,6 +530,36 @@ std::vector<FamilyEntry> Families()
             };
             return OneTrack(b, spec);
         });
+    add("alias-dotpath", "alias records of 64 KiB whose path is \"/./\" over and over",
+        [](uint64_t b, uint32_t)
+        {
+            constexpr uint32_t kRecord = 65532;
+            const uint32_t n = Fill(b, kRecord + 12);
+            TrackSpec spec;
+            spec.dataRefs = [=](Writer& w)
+            {
+                w.U32(n);
+                for (uint32_t i = 0; i < n; ++i)
+                {
+                    AliasEntry(w, i, kRecord, 0);
+                    // The end tag and the zeros behind it become one path tag filling the record.
+                    const size_t tag = w.Size() - kRecord + 150;
+                    const uint16_t length = uint16_t(kRecord - 150 - 4 - 4);
+                    std::vector<uint8_t>& bytes = w.Bytes();
+                    bytes[tag] = 0;
+                    bytes[tag + 1] = 18;
+                    bytes[tag + 2] = uint8_t(length >> 8);
+                    bytes[tag + 3] = uint8_t(length);
+                    bytes[tag + 4] = '/';
+                    for (uint32_t k = 1; k < length; ++k)
+                        bytes[tag + 4 + k] = k % 2 ? '.' : '/';
+                    bytes[tag + 4 + length - 1] = 'a';
+                    bytes[tag + 4 + length] = 0xFF;
+                    bytes[tag + 4 + length + 1] = 0xFF;
+                }
+            };
+            return OneTrack(b, spec);
+        });
     add("alias-overlap", "short alias records whose one tag reaches 64 KiB past each",
         [](uint64_t b, uint32_t)
         {
@@ -558,10 +588,6 @@ std::vector<FamilyEntry> Families()
                     bytes[tag + 2] = uint8_t(fit >> 8);
                     bytes[tag + 3] = uint8_t(fit);
                 }
-                // Tags' data is read as UTF-8 text.
-                for (size_t at = first; at < end; ++at)
-                    if (w.Bytes()[at] >= 0x80)
-                        w.Bytes()[at] = 0x7F;
             };
             return OneTrack(b, spec);
         });
@@ -669,10 +695,11 @@ std::vector<FamilyEntry> Families()
             spec.tables = OneRunTables(Claim(0xFFFFFFFFu, e));
             return OneTrack(4096, spec);
         });
-    add("claim-ctts", "one ctts entry claiming up to 2^31-1 samples, 2^27 samples with sdtp",
+    add("claim-ctts", "one ctts entry claiming up to 2^31-1 samples over as many as sdtp has room for",
         [](uint64_t, uint32_t e)
         {
-            const uint32_t n = Claim(1u << 27, e) - 1;
+            // As many samples as the flags of sdtp leave room for in the movie atom.
+            const uint32_t n = Claim(kBudget, e);
             TrackSpec spec;
             spec.tables = OneRunTables(n);
             spec.stblExtra = [=](Writer& w)
