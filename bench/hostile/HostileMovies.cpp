@@ -603,7 +603,7 @@ std::vector<FamilyEntry> Families()
             spec.sampleDesc = [](Writer& w) { w.U32(1).U32(16).Type("c608").Zeros(6).U16(1); };
             spec.tables = [=](Writer& w)
             {
-                w.Open("stts").FullHeader().U32(1).U32(n).U32(1001).Close();
+                w.Open("stts").FullHeader().U32(1).U32(n).U32(1).Close();
                 w.Open("stsc").FullHeader().U32(1).U32(1).U32(n).U32(1).Close();
                 w.Open("stsz").FullHeader().U32(0).U32(n);
                 for (uint32_t i = 0; i < n; ++i)
@@ -612,6 +612,8 @@ std::vector<FamilyEntry> Families()
                 w.Open("stco").FullHeader().U32(1).U32(kMediaOffset).Close();
             };
             spec.timeScale = 30000;
+            // The edit keeps every sample: n ticks of 1/30000 s in movie ticks of 1/600 s.
+            spec.duration = n / 50 + 600;
             return OneTrack(b, spec);
         });
     add("caption-pairs", "caption samples whose size claims 2^30 pairs each",
