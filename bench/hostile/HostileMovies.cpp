@@ -32,7 +32,7 @@ constexpr uint32_t kMediaBytes = 64;
 
 using Part = std::function<void(Writer&)>;
 
-struct TrackSpec
+struct TrackPlan
 {
     const char* handler = "vide";
     const char* mediaHeader = "vmhd";
@@ -86,47 +86,47 @@ void DefaultTables(Writer& w)
     w.Open("stco").FullHeader().U32(1).U32(kMediaOffset).Close();
 }
 
-void Track(Writer& w, const TrackSpec& inSpec)
+void Track(Writer& w, const TrackPlan& inPlan)
 {
     w.Open("trak");
-    Tkhd(w, inSpec.duration);
-    if (inSpec.trakExtra)
-        inSpec.trakExtra(w);
+    Tkhd(w, inPlan.duration);
+    if (inPlan.trakExtra)
+        inPlan.trakExtra(w);
     w.Open("mdia");
     w.Open("mdhd")
         .FullHeader()
         .U32(0)
         .U32(0)
-        .U32(inSpec.timeScale)
-        .U32(inSpec.duration)
+        .U32(inPlan.timeScale)
+        .U32(inPlan.duration)
         .U16(0)
         .U16(0)
         .Close();
-    w.Open("hdlr").FullHeader().Type("mhlr").Type(inSpec.handler).U32(0).U32(0).U32(0).U8(0).Close();
+    w.Open("hdlr").FullHeader().Type("mhlr").Type(inPlan.handler).U32(0).U32(0).U32(0).U8(0).Close();
     w.Open("minf");
-    w.Open(inSpec.mediaHeader).FullHeader(0, 1).Zeros(8).Close();
+    w.Open(inPlan.mediaHeader).FullHeader(0, 1).Zeros(8).Close();
     w.Open("dinf").Open("dref").FullHeader();
-    (inSpec.dataRefs ? inSpec.dataRefs : Part(DefaultDataRefs))(w);
+    (inPlan.dataRefs ? inPlan.dataRefs : Part(DefaultDataRefs))(w);
     w.Close().Close();
     w.Open("stbl");
     w.Open("stsd").FullHeader();
-    if (inSpec.sampleDesc)
-        inSpec.sampleDesc(w);
+    if (inPlan.sampleDesc)
+        inPlan.sampleDesc(w);
     else
     {
         w.U32(1);
-        if (std::strcmp(inSpec.handler, "soun") == 0)
+        if (std::strcmp(inPlan.handler, "soun") == 0)
             SoundEntry(w);
         else
             VideoEntry(w);
     }
     w.Close();
-    (inSpec.tables ? inSpec.tables : Part(DefaultTables))(w);
-    if (inSpec.stblExtra)
-        inSpec.stblExtra(w);
+    (inPlan.tables ? inPlan.tables : Part(DefaultTables))(w);
+    if (inPlan.stblExtra)
+        inPlan.stblExtra(w);
     w.Close().Close().Close(); // stbl, minf, mdia
-    if (inSpec.trakTail)
-        inSpec.trakTail(w);
+    if (inPlan.trakTail)
+        inPlan.trakTail(w);
     w.Close();
 }
 
@@ -143,13 +143,13 @@ Writer Movie(uint64_t inReserve, const std::function<void(Writer&)>& inMoovBody)
     return w;
 }
 
-Writer OneTrack(uint64_t inReserve, const TrackSpec& inSpec, const Part& inMoovTail = {})
+Writer OneTrack(uint64_t inReserve, const TrackPlan& inPlan, const Part& inMoovTail = {})
 {
     return Movie(inReserve,
                  [&](Writer& w)
                  {
                      Mvhd(w);
-                     Track(w, inSpec);
+                     Track(w, inPlan);
                      if (inMoovTail)
                          inMoovTail(w);
                  });
@@ -241,28 +241,28 @@ std::vector<FamilyEntry> Families()
     add("trak-free", "empty container headers in a trak, then as many free atoms",
         [](uint64_t b, uint32_t)
         {
-            TrackSpec spec;
-            spec.trakTail = [=](Writer& w)
+            TrackPlan plan;
+            plan.trakTail = [=](Writer& w)
             {
                 const uint32_t n = Fill(b, 16);
                 TinyAtoms(w, n, "mdia");
                 TinyAtoms(w, n, "free");
             };
-            return OneTrack(b, spec);
+            return OneTrack(b, plan);
         });
     add("trak-atoms", "8-byte atoms in trak between tkhd and mdia",
         [](uint64_t b, uint32_t)
         {
-            TrackSpec spec;
-            spec.trakExtra = [=](Writer& w) { TinyAtoms(w, Fill(b, 8), "junk"); };
-            return OneTrack(b, spec);
+            TrackPlan plan;
+            plan.trakExtra = [=](Writer& w) { TinyAtoms(w, Fill(b, 8), "junk"); };
+            return OneTrack(b, plan);
         });
     add("stbl-atoms", "8-byte atoms in stbl",
         [](uint64_t b, uint32_t)
         {
-            TrackSpec spec;
-            spec.stblExtra = [=](Writer& w) { TinyAtoms(w, Fill(b, 8), "junk"); };
-            return OneTrack(b, spec);
+            TrackPlan plan;
+            plan.stblExtra = [=](Writer& w) { TinyAtoms(w, Fill(b, 8), "junk"); };
+            return OneTrack(b, plan);
         });
     add("udta-items", "12-byte user data items in the movie's udta",
         [](uint64_t b, uint32_t)
@@ -297,8 +297,8 @@ std::vector<FamilyEntry> Families()
         [](uint64_t b, uint32_t)
         {
             const uint32_t n = Fill(b, 8);
-            TrackSpec spec;
-            spec.tables = [=](Writer& w)
+            TrackPlan plan;
+            plan.tables = [=](Writer& w)
             {
                 w.Open("stsc").FullHeader().U32(1).U32(1).U32(n).U32(1).Close();
                 w.Open("stsz").FullHeader().U32(16).U32(n).Close();
@@ -308,15 +308,15 @@ std::vector<FamilyEntry> Families()
                     w.U32(1).U32(1 + i % 2);
                 w.Close();
             };
-            return OneTrack(b, spec);
+            return OneTrack(b, plan);
         });
     add("ctts", "ctts entries of one sample each, with sdtp",
         [](uint64_t b, uint32_t)
         {
             const uint32_t n = Fill(b, 10);
-            TrackSpec spec;
-            spec.tables = OneRunTables(n);
-            spec.stblExtra = [=](Writer& w)
+            TrackPlan plan;
+            plan.tables = OneRunTables(n);
+            plan.stblExtra = [=](Writer& w)
             {
                 w.Open("ctts").FullHeader().U32(n);
                 for (uint32_t i = 0; i < n; ++i)
@@ -331,29 +331,29 @@ std::vector<FamilyEntry> Families()
                     w.U32(i + 1);
                 w.Close();
             };
-            return OneTrack(b, spec);
+            return OneTrack(b, plan);
         });
     add("stss", "stss entries, every sample a sync sample",
         [](uint64_t b, uint32_t)
         {
             const uint32_t n = Fill(b, 4);
-            TrackSpec spec;
-            spec.tables = OneRunTables(n);
-            spec.stblExtra = [=](Writer& w)
+            TrackPlan plan;
+            plan.tables = OneRunTables(n);
+            plan.stblExtra = [=](Writer& w)
             {
                 w.Open("stss").FullHeader().U32(n);
                 for (uint32_t i = 0; i < n; ++i)
                     w.U32(i + 1);
                 w.Close();
             };
-            return OneTrack(b, spec);
+            return OneTrack(b, plan);
         });
     add("stsc", "stsc runs of one chunk of one sample each",
         [](uint64_t b, uint32_t)
         {
             const uint32_t n = Fill(b, 16);
-            TrackSpec spec;
-            spec.tables = [=](Writer& w)
+            TrackPlan plan;
+            plan.tables = [=](Writer& w)
             {
                 w.Open("stts").FullHeader().U32(1).U32(n).U32(1).Close();
                 w.Open("stsc").FullHeader().U32(n);
@@ -366,14 +366,14 @@ std::vector<FamilyEntry> Families()
                     w.U32(kMediaOffset);
                 w.Close();
             };
-            return OneTrack(b, spec);
+            return OneTrack(b, plan);
         });
     add("stsz", "stsz sizes, all samples in one chunk",
         [](uint64_t b, uint32_t)
         {
             const uint32_t n = Fill(b, 4);
-            TrackSpec spec;
-            spec.tables = [=](Writer& w)
+            TrackPlan plan;
+            plan.tables = [=](Writer& w)
             {
                 w.Open("stts").FullHeader().U32(1).U32(n).U32(1).Close();
                 w.Open("stsc").FullHeader().U32(1).U32(1).U32(n).U32(1).Close();
@@ -383,7 +383,7 @@ std::vector<FamilyEntry> Families()
                 w.Close();
                 w.Open("stco").FullHeader().U32(1).U32(kMediaOffset).Close();
             };
-            return OneTrack(b, spec);
+            return OneTrack(b, plan);
         });
     for (const bool wide : {false, true})
         add(wide ? "co64" : "stco",
@@ -391,8 +391,8 @@ std::vector<FamilyEntry> Families()
             [wide](uint64_t b, uint32_t)
             {
                 const uint32_t n = Fill(b, wide ? 8 : 4);
-                TrackSpec spec;
-                spec.tables = [=](Writer& w)
+                TrackPlan plan;
+                plan.tables = [=](Writer& w)
                 {
                     w.Open("stts").FullHeader().U32(1).U32(n).U32(1).Close();
                     w.Open("stsc").FullHeader().U32(1).U32(1).U32(1).U32(1).Close();
@@ -402,15 +402,15 @@ std::vector<FamilyEntry> Families()
                         wide ? w.U64(kMediaOffset + 16ull * i) : w.U32(kMediaOffset + 16 * i);
                     w.Close();
                 };
-                return OneTrack(b, spec);
+                return OneTrack(b, plan);
             });
     add("sdtp", "sdtp flags, one ctts entry for all",
         [](uint64_t b, uint32_t)
         {
             const uint32_t n = Fill(b, 1);
-            TrackSpec spec;
-            spec.tables = OneRunTables(n);
-            spec.stblExtra = [=](Writer& w)
+            TrackPlan plan;
+            plan.tables = OneRunTables(n);
+            plan.stblExtra = [=](Writer& w)
             {
                 w.Open("ctts").FullHeader().U32(1).U32(n).U32(0).Close();
                 w.Open("sdtp").FullHeader();
@@ -418,7 +418,7 @@ std::vector<FamilyEntry> Families()
                     w.U8(0x20);
                 w.Close();
             };
-            return OneTrack(b, spec);
+            return OneTrack(b, plan);
         });
 
     // Sample descriptions.
@@ -428,19 +428,19 @@ std::vector<FamilyEntry> Families()
             [sound](uint64_t b, uint32_t)
             {
                 const uint32_t n = Fill(b, 16);
-                TrackSpec spec;
+                TrackPlan plan;
                 if (sound)
                 {
-                    spec.handler = "soun";
-                    spec.mediaHeader = "smhd";
+                    plan.handler = "soun";
+                    plan.mediaHeader = "smhd";
                 }
-                spec.sampleDesc = [=](Writer& w)
+                plan.sampleDesc = [=](Writer& w)
                 {
                     w.U32(n);
                     for (uint32_t i = 0; i < n; ++i)
                         w.U32(16).Type(sound ? "twos" : "avc1").Zeros(6).U16(1);
                 };
-                return OneTrack(b, spec);
+                return OneTrack(b, plan);
             });
 
     // Edits.
@@ -448,15 +448,15 @@ std::vector<FamilyEntry> Families()
         [](uint64_t b, uint32_t)
         {
             const uint32_t n = Fill(b, 12);
-            TrackSpec spec;
-            spec.trakExtra = [=](Writer& w)
+            TrackPlan plan;
+            plan.trakExtra = [=](Writer& w)
             {
                 w.Open("edts").Open("elst").FullHeader().U32(n);
                 for (uint32_t i = 0; i < n; ++i)
                     w.U32(1).U32(i == 0 ? 0xFFFFFFFF : 0).U32(0x10000);
                 w.Close().Close();
             };
-            return OneTrack(b, spec);
+            return OneTrack(b, plan);
         });
 
     // Metadata and user data.
@@ -507,36 +507,36 @@ std::vector<FamilyEntry> Families()
         [](uint64_t b, uint32_t)
         {
             const uint32_t n = Fill(b, 166);
-            TrackSpec spec;
-            spec.dataRefs = [=](Writer& w)
+            TrackPlan plan;
+            plan.dataRefs = [=](Writer& w)
             {
                 w.U32(n);
                 for (uint32_t i = 0; i < n; ++i)
                     AliasEntry(w, i, 154, 0);
             };
-            return OneTrack(b, spec);
+            return OneTrack(b, plan);
         });
     add("alias-tags", "alias records of 64 KiB, each the most empty tags",
         [](uint64_t b, uint32_t)
         {
             constexpr uint32_t kRecord = 65532;
             const uint32_t n = Fill(b, kRecord + 12);
-            TrackSpec spec;
-            spec.dataRefs = [=](Writer& w)
+            TrackPlan plan;
+            plan.dataRefs = [=](Writer& w)
             {
                 w.U32(n);
                 for (uint32_t i = 0; i < n; ++i)
                     AliasEntry(w, i, kRecord, (kRecord - 154) / 4);
             };
-            return OneTrack(b, spec);
+            return OneTrack(b, plan);
         });
     add("alias-dotpath", "alias records of 64 KiB whose path is \"/./\" over and over",
         [](uint64_t b, uint32_t)
         {
             constexpr uint32_t kRecord = 65532;
             const uint32_t n = Fill(b, kRecord + 12);
-            TrackSpec spec;
-            spec.dataRefs = [=](Writer& w)
+            TrackPlan plan;
+            plan.dataRefs = [=](Writer& w)
             {
                 w.U32(n);
                 for (uint32_t i = 0; i < n; ++i)
@@ -558,14 +558,14 @@ std::vector<FamilyEntry> Families()
                     bytes[tag + 4 + length + 1] = 0xFF;
                 }
             };
-            return OneTrack(b, spec);
+            return OneTrack(b, plan);
         });
     add("alias-overlap", "short alias records whose one tag reaches 64 KiB past each",
         [](uint64_t b, uint32_t)
         {
             const uint32_t n = Fill(b, 166);
-            TrackSpec spec;
-            spec.dataRefs = [=](Writer& w)
+            TrackPlan plan;
+            plan.dataRefs = [=](Writer& w)
             {
                 w.U32(n);
                 const size_t first = w.Size();
@@ -589,7 +589,7 @@ std::vector<FamilyEntry> Families()
                     bytes[tag + 3] = uint8_t(fit);
                 }
             };
-            return OneTrack(b, spec);
+            return OneTrack(b, plan);
         });
 
     // Captions.
@@ -597,11 +597,11 @@ std::vector<FamilyEntry> Families()
         [](uint64_t b, uint32_t)
         {
             const uint32_t n = Fill(b, 4);
-            TrackSpec spec;
-            spec.handler = "clcp";
-            spec.mediaHeader = "gmhd";
-            spec.sampleDesc = [](Writer& w) { w.U32(1).U32(16).Type("c608").Zeros(6).U16(1); };
-            spec.tables = [=](Writer& w)
+            TrackPlan plan;
+            plan.handler = "clcp";
+            plan.mediaHeader = "gmhd";
+            plan.sampleDesc = [](Writer& w) { w.U32(1).U32(16).Type("c608").Zeros(6).U16(1); };
+            plan.tables = [=](Writer& w)
             {
                 w.Open("stts").FullHeader().U32(1).U32(n).U32(1).Close();
                 w.Open("stsc").FullHeader().U32(1).U32(1).U32(n).U32(1).Close();
@@ -611,20 +611,20 @@ std::vector<FamilyEntry> Families()
                 w.Close();
                 w.Open("stco").FullHeader().U32(1).U32(kMediaOffset).Close();
             };
-            spec.timeScale = 30000;
+            plan.timeScale = 30000;
             // The edit keeps every sample: n ticks of 1/30000 s in movie ticks of 1/600 s.
-            spec.duration = n / 50 + 600;
-            return OneTrack(b, spec);
+            plan.duration = n / 50 + 600;
+            return OneTrack(b, plan);
         });
     add("caption-pairs", "caption samples whose size claims 2^30 pairs each",
         [](uint64_t, uint32_t inEighths)
         {
             const uint32_t n = inEighths;
-            TrackSpec spec;
-            spec.handler = "clcp";
-            spec.mediaHeader = "gmhd";
-            spec.sampleDesc = [](Writer& w) { w.U32(1).U32(16).Type("c608").Zeros(6).U16(1); };
-            spec.tables = [=](Writer& w)
+            TrackPlan plan;
+            plan.handler = "clcp";
+            plan.mediaHeader = "gmhd";
+            plan.sampleDesc = [](Writer& w) { w.U32(1).U32(16).Type("c608").Zeros(6).U16(1); };
+            plan.tables = [=](Writer& w)
             {
                 w.Open("stts").FullHeader().U32(1).U32(n).U32(1001).Close();
                 w.Open("stsc").FullHeader().U32(1).U32(1).U32(1).U32(1).Close();
@@ -634,18 +634,18 @@ std::vector<FamilyEntry> Families()
                     w.U32(kMediaOffset);
                 w.Close();
             };
-            spec.timeScale = 30000;
-            return OneTrack(1 << 16, spec);
+            plan.timeScale = 30000;
+            return OneTrack(1 << 16, plan);
         });
 
     // Timecode: descriptions of the longest source name.
     add("timecode", "a timecode description whose source name fills the budget",
         [](uint64_t b, uint32_t)
         {
-            TrackSpec spec;
-            spec.handler = "tmcd";
-            spec.mediaHeader = "gmhd";
-            spec.sampleDesc = [=](Writer& w)
+            TrackPlan plan;
+            plan.handler = "tmcd";
+            plan.mediaHeader = "gmhd";
+            plan.sampleDesc = [=](Writer& w)
             {
                 const uint32_t text = uint32_t(b - 64);
                 w.U32(1).U32(34 + 12 + text).Type("tmcd").Zeros(6).U16(1).U32(0).U32(0).U32(30000).U32(1001);
@@ -654,12 +654,12 @@ std::vector<FamilyEntry> Families()
                 w.Zeros(text);
                 std::memset(w.Bytes().data() + at, 'n', text);
             };
-            spec.tables = [](Writer& w)
+            plan.tables = [](Writer& w)
             {
                 DefaultTables(w);
                 (void)w;
             };
-            return OneTrack(b, spec);
+            return OneTrack(b, plan);
         });
 
     // Compressed: the expansion is as large as the loader accepts (1 GiB), of 8-byte atoms.
@@ -693,18 +693,18 @@ std::vector<FamilyEntry> Families()
     add("claim-stts", "one stts entry claiming up to 2^32-1 samples",
         [](uint64_t, uint32_t e)
         {
-            TrackSpec spec;
-            spec.tables = OneRunTables(Claim(0xFFFFFFFFu, e));
-            return OneTrack(4096, spec);
+            TrackPlan plan;
+            plan.tables = OneRunTables(Claim(0xFFFFFFFFu, e));
+            return OneTrack(4096, plan);
         });
     add("claim-ctts", "one ctts entry claiming up to 2^31-1 samples over as many as sdtp has room for",
         [](uint64_t, uint32_t e)
         {
             // As many samples as the flags of sdtp leave room for in the movie atom.
             const uint32_t n = Claim(kBudget, e);
-            TrackSpec spec;
-            spec.tables = OneRunTables(n);
-            spec.stblExtra = [=](Writer& w)
+            TrackPlan plan;
+            plan.tables = OneRunTables(n);
+            plan.stblExtra = [=](Writer& w)
             {
                 w.Open("ctts").FullHeader().U32(1).U32(Claim(0x7FFFFFFFu, e)).U32(0).Close();
                 w.Open("sdtp").FullHeader();
@@ -712,45 +712,45 @@ std::vector<FamilyEntry> Families()
                 std::memset(w.Bytes().data() + w.Size() - n, 0x20, n);
                 w.Close();
             };
-            return OneTrack(uint64_t(n) + 4096, spec);
+            return OneTrack(uint64_t(n) + 4096, plan);
         });
     add("claim-stsc", "one chunk claiming up to 2^32-1 samples",
         [](uint64_t, uint32_t e)
         {
-            TrackSpec spec;
+            TrackPlan plan;
             const uint32_t n = Claim(0xFFFFFFFFu, e);
-            spec.tables = [=](Writer& w)
+            plan.tables = [=](Writer& w)
             {
                 w.Open("stts").FullHeader().U32(1).U32(n).U32(1).Close();
                 w.Open("stsc").FullHeader().U32(1).U32(1).U32(n).U32(1).Close();
                 w.Open("stsz").FullHeader().U32(16).U32(n).Close();
                 w.Open("stco").FullHeader().U32(1).U32(kMediaOffset).Close();
             };
-            spec.handler = "soun";
-            spec.mediaHeader = "smhd";
-            return OneTrack(4096, spec);
+            plan.handler = "soun";
+            plan.mediaHeader = "smhd";
+            return OneTrack(4096, plan);
         });
     add("claim-stsd", "an stsd claiming up to 2^32-1 descriptions, holding one",
         [](uint64_t, uint32_t e)
         {
-            TrackSpec spec;
-            spec.sampleDesc = [=](Writer& w)
+            TrackPlan plan;
+            plan.sampleDesc = [=](Writer& w)
             {
                 w.U32(Claim(0xFFFFFFFFu, e));
                 VideoEntry(w);
             };
-            return OneTrack(4096, spec);
+            return OneTrack(4096, plan);
         });
     add("claim-dref", "a dref claiming up to 2^32-1 entries, holding one",
         [](uint64_t, uint32_t e)
         {
-            TrackSpec spec;
-            spec.dataRefs = [=](Writer& w)
+            TrackPlan plan;
+            plan.dataRefs = [=](Writer& w)
             {
                 w.U32(Claim(0xFFFFFFFFu, e));
                 AliasEntry(w, 0, 154, 0);
             };
-            return OneTrack(4096, spec);
+            return OneTrack(4096, plan);
         });
     add("claim-keys", "a keys atom claiming up to 2^31-1 keys, holding one",
         [](uint64_t, uint32_t e)

@@ -19,10 +19,10 @@ OpenedTrack OpenWithEntries(const std::vector<Atom>& inEntries,
 // record's end, over whatever follows.
 Bytes ShortRecordWithLongTag(const std::string& inFileName, uint16_t inLength)
 {
-    AliasSpec spec = AliasTo(inFileName);
-    spec.endTag = false;
-    spec.recordLength = 154;
-    Bytes record = AliasRecord(spec);
+    AliasSpec alias = AliasTo(inFileName);
+    alias.endTag = false;
+    alias.recordLength = 154;
+    Bytes record = AliasRecord(alias);
     record.resize(154);
     record[150] = 0;
     record[151] = 18; // path on the volume
