@@ -10,9 +10,10 @@
 # and OUTDIR/results.tsv keeps every row of every size. BUILD names the build folder
 # (default build-hostile). A row is flagged when it takes over 2 s of processor time, adds over
 # 1 GiB beyond the movie atom, or grows more than 2.5 times from the half size to the full size (in
-# time, when the full size takes 50 ms or more; in memory, when it adds 64 MiB or more). Processor
-# time (user and system) rather than wall time decides, since the build machine is shared and its
-# load stretches wall times of the same run several times over; both are printed.
+# time, when the full size takes 50 ms or more; in memory, when it adds 64 MiB or more); a row whose
+# time grows so is run twice more at the half and the full size, and the least of three counts.
+# Processor time (user and system) rather than wall time decides, since the build machine is shared
+# and its load stretches wall times of the same run several times over; both are printed.
 set -euo pipefail
 
 here="$(cd "$(dirname "$0")/.." && pwd)"
@@ -40,23 +41,45 @@ if [ ${#families[@]} -eq 0 ]; then
 fi
 mapfile -t operations < <("$run" --list)
 
+# One row of results.tsv: family, eighths, file bytes, then the runner's line.
+run_one() {
+    local family="$1" eighths="$2" op="$3" movie="$out/$1-$2.mov" line
+    line=$( (ulimit -v "$limit_kib"; timeout "$limit_seconds" "$run" "$movie" "$op") 2>/dev/null) ||
+        line="$op	$limit_seconds	$limit_seconds	0	stopped (time or memory limit)"
+    printf '%s\t%s\t%s\t%s\n' "$family" "$eighths" "$(stat -c %s "$movie")" "$line" >>"$results"
+}
+
 for family in "${families[@]}"; do
     "$gen" "$out" "$family" >/dev/null
     for eighths in 1 2 4 8; do
-        movie="$out/$family-$eighths.mov"
-        bytes=$(stat -c %s "$movie")
         for op in "${operations[@]}"; do
-            line=$( (ulimit -v "$limit_kib"; timeout "$limit_seconds" "$run" "$movie" "$op") 2>/dev/null) ||
-                line="$op	$limit_seconds	$limit_seconds	0	stopped (time or memory limit)"
-            printf '%s\t%s\t%s\t%s\n' "$family" "$eighths" "$bytes" "$line" >>"$results"
+            run_one "$family" "$eighths" "$op"
         done
-        rm -f "$movie"
     done
+    # A growth above 2.5 from one process each may be the machine's noise: the half and the full
+    # size run twice more, and the table takes the least of the three.
+    mapfile -t again < <(awk -F'\t' -v f="$family" '$1 == f { cpu[$4, $2] = $6 }
+        END { for (k in cpu) { split(k, p, SUBSEP)
+            if (p[2] == 8 && cpu[k] >= 0.05 && cpu[p[1], 4] > 0 && cpu[k] / cpu[p[1], 4] > 2.5) print p[1] } }' "$results")
+    for op in "${again[@]}"; do
+        for eighths in 4 8 4 8; do
+            run_one "$family" "$eighths" "$op"
+        done
+    done
+    rm -f "$out/$family"-[1248].mov
 done
 
 # family eighths bytes op wall cpu mib note
 awk -F'\t' '
-    { key = $1 SUBSEP $4; w[key, $2] = $5; t[key, $2] = $6; m[key, $2] = $7; note[key, $2] = $8; bytes[key, $2] = $3
+    { key = $1 SUBSEP $4
+      # A row run again keeps the least of its runs.
+      if ((key, $2) in t) {
+          if ($5 < w[key, $2]) w[key, $2] = $5
+          if ($6 < t[key, $2]) t[key, $2] = $6
+          if ($7 < m[key, $2]) m[key, $2] = $7
+          next
+      }
+      w[key, $2] = $5; t[key, $2] = $6; m[key, $2] = $7; note[key, $2] = $8; bytes[key, $2] = $3
       if (!(key in seen)) { seen[key] = 1; order[++n] = key } }
     END {
         printf "| family | file (MiB) | operation | wall s | cpu s | peak MiB | growth (cpu) | growth (memory) | flags |\n"
