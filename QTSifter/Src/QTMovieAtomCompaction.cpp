@@ -31,6 +31,7 @@ public:
         uint32_t status = kQTSuccess;
         if (mSize > 8)
             status = Pass();
+        ShortenContainers();
         outRemoved = mRemoved;
         return status;
     }
@@ -69,7 +70,7 @@ private:
             return Step::Fail;
         if (inType == kTrakAtom)
         {
-            mContainerOffsets.clear();
+            ShortenContainers();
             mTrakEnd = inSize + mReadPos;
         }
         if (IsCompactedContainer(inType))
@@ -81,7 +82,7 @@ private:
 
     Step EnterContainer()
     {
-        mContainerOffsets.push_back(mWritePos);
+        mContainers.push_back({mWritePos, mDroppedInTrak});
         if (mReadPos != mWritePos)
             std::memmove(mWork + mWritePos, mWork + mReadPos, 8);
         mReadPos += 8;
@@ -96,8 +97,7 @@ private:
         if (inSize > mSize - mReadPos)
             return Step::Fail;
         if (mReadPos < mTrakEnd)
-            for (uint32_t offset : mContainerOffsets)
-                BE::PutU32(mWork + offset, BE::U32(mWork + offset) - inSize);
+            mDroppedInTrak += inSize;
         mRemoved += inSize;
         mReadPos += inSize;
         return Step::Continue;
@@ -120,6 +120,18 @@ private:
         return Step::Continue;
     }
 
+    // Each container takes off what was dropped since it was entered. Done once, when its trak's
+    // list closes, rather than at every free atom: a trak of many containers and many free atoms
+    // would otherwise cost their product. The size words lie behind the write position, where the
+    // pass never reads again, and subtraction wraps alike in one step or in many.
+    void ShortenContainers()
+    {
+        for (const Container& container : mContainers)
+            BE::PutU32(mWork + container.offset,
+                       BE::U32(mWork + container.offset) - (mDroppedInTrak - container.droppedBefore));
+        mContainers.clear();
+    }
+
     // An atom that runs past the block: whatever lies from here on is cut off.
     Step Abandon()
     {
@@ -134,7 +146,15 @@ private:
     uint32_t mWritePos = 8;
     uint32_t mRemoved = 0;
     uint32_t mTrakEnd = 0;
-    std::vector<uint32_t> mContainerOffsets;
+    // The containers entered since the latest trak, with the bytes of free atoms dropped inside the
+    // trak before each was entered.
+    struct Container
+    {
+        uint32_t offset;
+        uint32_t droppedBefore;
+    };
+    std::vector<Container> mContainers;
+    uint32_t mDroppedInTrak = 0;
 };
 
 } // namespace

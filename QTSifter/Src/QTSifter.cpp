@@ -1,5 +1,7 @@
 #include "QTSifter.h"
 
+#include <utility>
+
 #include "QTMovie.h"
 #include "QTResultCodes.h"
 
@@ -42,15 +44,33 @@ uint32_t QTSifter::OpenFile(KSL::File& ioFile, const std::u16string& inPath, uin
 // Gives the index to the movie atom, initialises the movie and hands its interface out.
 void QTSifter::HandOver(QTMovie& ioMovie, InterfaceRef<IQTMovie>& outMovie)
 {
-    mooVAtom->Adopt(mvhd, mvhd64, trackItems, userData, metadataItems, metadataKeys);
+    // Moved, not copied: a hostile movie's index (millions of user data or metadata items) would
+    // otherwise be held twice for as long as the sifter lives.
+    mooVAtom->Adopt(mvhd, mvhd64, std::move(trackItems), std::move(userData), std::move(metadataItems),
+                    std::move(metadataKeys));
+    mHandedOver = mooVAtom;
     ioMovie.Init(mooVAtom, movieAtomOffset);
     outMovie = InterfaceRef<IQTMovie>::Query(ioMovie.GetSharedFromThis());
+}
+
+// A second parse on one sifter adds to the index of the first, which went into the first movie:
+// a copy of it comes back before the parse starts.
+void QTSifter::TakeBackIndex()
+{
+    if (!mHandedOver)
+        return;
+    trackItems = mHandedOver->trackItems;
+    userData = mHandedOver->userData;
+    metadataItems = mHandedOver->metadataItems;
+    metadataKeys = mHandedOver->metadataKeys;
+    mHandedOver.reset();
 }
 
 uint32_t QTSifter::MakeMovie(std::u16string inPath, InterfaceRef<IQTMovie>& outMovie)
 {
     KSL::File file;
     auto movie = MakeObject<QTMovie>();
+    TakeBackIndex();
     mooVAtom = std::make_shared<QTMooVAtom>();
     uint32_t result = OpenFile(file, inPath, kShareReadWrite);
     if (result == kQTErrOpenFailed)
@@ -71,6 +91,7 @@ uint32_t QTSifter::MakeMovieAndLocateAtom(std::u16string inPath, InterfaceRef<IQ
 {
     KSL::File file;
     auto movie = MakeObject<QTMovie>();
+    TakeBackIndex();
     mooVAtom = std::make_shared<QTMooVAtom>();
     provider = inProvider;
 

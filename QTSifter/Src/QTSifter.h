@@ -59,6 +59,10 @@ private:
     uint32_t CompactWorkArea(uint8_t* ioWorkArea, LoadRoute inRoute, uint32_t& outSize);
     uint32_t OpenFile(KSL::File& ioFile, const std::u16string& inPath, uint32_t inShare);
     void HandOver(class QTMovie& ioMovie, tenacore::classref::InterfaceRef<IQTMovie>& outMovie);
+    void TakeBackIndex();
+
+    // The movie atom that the index was last moved into, until the next parse takes it back.
+    std::shared_ptr<QTMooVAtom> mHandedOver;
 
 public:
     // What the index does not hold: where the movie came from.

@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <set>
+#include <vector>
 
 #include "QTAtomLayout.h"
 #include "QTTrace.h"
@@ -109,6 +109,65 @@ struct Anchors
     }
 };
 
+// The distinct display positions met so far: one bit for each position inside the table, and
+// runs of consecutive positions outside it (one ctts entry gives consecutive positions), so that a
+// table of a hundred million samples costs a bit each rather than a tree node each.
+class DisplayPositions
+{
+public:
+    explicit DisplayPositions(uint32_t inSampleCount)
+        : mInside(inSampleCount, false), mSampleCount(inSampleCount)
+    {
+    }
+
+    void Insert(uint32_t inDisplay)
+    {
+        if (inDisplay < mSampleCount)
+        {
+            if (!mInside[inDisplay])
+            {
+                mInside[inDisplay] = true;
+                ++mInsideCount;
+            }
+            return;
+        }
+        if (!mOutside.empty() && mOutside.back().end == inDisplay)
+            ++mOutside.back().end;
+        else
+            mOutside.push_back({inDisplay, uint64_t(inDisplay) + 1});
+    }
+
+    // How many distinct positions were inserted.
+    uint64_t Count() const
+    {
+        std::vector<Run> runs = mOutside;
+        std::sort(runs.begin(), runs.end(),
+                  [](const Run& inA, const Run& inB) { return inA.begin < inB.begin; });
+        uint64_t count = mInsideCount;
+        uint64_t covered = 0; // positions below this are counted
+        for (const Run& run : runs)
+        {
+            const uint64_t begin = std::max(run.begin, covered);
+            if (run.end > begin)
+                count += run.end - begin;
+            covered = std::max(covered, run.end);
+        }
+        return count;
+    }
+
+private:
+    struct Run
+    {
+        uint64_t begin;
+        uint64_t end;
+    };
+
+    std::vector<bool> mInside;
+    uint32_t mSampleCount;
+    uint64_t mInsideCount = 0;
+    std::vector<Run> mOutside;
+};
+
 } // namespace
 
 bool QTTrack::VideoTrackContainsDeltaFrames()
@@ -172,7 +231,7 @@ uint32_t QTTrack::MakeVideoTemporalReferenceTable(std::vector<VideoTemporalRefer
     const uint32_t entries = ctts.TrustedCount(kCttsEntrySize);
     SyncMatch sync(Table(item.stss), Table(item.stps));
     Anchors anchors;
-    std::set<uint32_t> displayIndices;
+    DisplayPositions displayIndices(sampleCount);
     uint32_t decodeIndex = 0;
     uint32_t inRangeCount = 0;
     bool bad = false;
@@ -192,7 +251,7 @@ uint32_t QTTrack::MakeVideoTemporalReferenceTable(std::vector<VideoTemporalRefer
                 break;
             }
             const uint32_t display = decodeIndex + frames;
-            displayIndices.insert(display);
+            displayIndices.Insert(display);
             if (display >= sampleCount)
                 continue;
             outTable[display].decodeOffset = Distance(display, decodeIndex);
@@ -204,13 +263,13 @@ uint32_t QTTrack::MakeVideoTemporalReferenceTable(std::vector<VideoTemporalRefer
             {
                 bad = true;
                 TraceLine(gInvalidDependencySite, kSifterTraceCategory,
-                          "Found invalid sdtp atom data at frame ", displayIndices.size());
+                          "Found invalid sdtp atom data at frame ", displayIndices.Count());
                 break;
             }
             anchors.Apply(frameClass, display, inRangeCount, outTable[display]);
         }
     }
-    if (bad || displayIndices.size() < sampleCount)
+    if (bad || displayIndices.Count() < sampleCount)
     {
         TraceLine(gInvalidTableSite, kSifterTraceCategory, "Invalid Quicktime sample table data detected.");
         return kQTErrBadSampleTable;

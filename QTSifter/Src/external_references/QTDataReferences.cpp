@@ -67,10 +67,13 @@ void TakeTag(int16_t inTag, const uint8_t* inData, uint16_t inLength, AliasTags&
 }
 
 // The tagged list from offset 150 of the record up to a tag of -1 or the record's end. Each
-// entry's data and the next entry's head must lie before inLimit.
+// entry's data and the next entry's head must lie before inLimit. When another data reference
+// follows, which starts at the record's end, an entry's data must also end there: data running on
+// over the records behind would be read again for each of them, up to 64 KiB a record.
 [[nodiscard]] bool ReadAliasTags(const uint8_t* inDinf, uint64_t inRecord, uint64_t inRecordEnd,
-                                 uint64_t inLimit, AliasTags& outTags)
+                                 uint64_t inLimit, bool inAnotherFollows, AliasTags& outTags)
 {
+    const uint64_t dataLimit = inAnotherFollows ? std::min(inRecordEnd, inLimit) : inLimit;
     uint64_t pos = inRecord + kAliasTagsFromRecord;
     while (pos < inRecordEnd)
     {
@@ -78,7 +81,7 @@ void TakeTag(int16_t inTag, const uint8_t* inData, uint16_t inLength, AliasTags&
         const uint16_t length = BE::U16(inDinf + pos + 2);
         if (tag == kEndOfTags)
             break;
-        if (!Fits(pos + kAliasTagHeadSize, length, inLimit))
+        if (!Fits(pos + kAliasTagHeadSize, length, dataLimit))
             return false;
         TakeTag(tag, inDinf + pos + kAliasTagHeadSize, length, outTags);
         pos += kAliasTagHeadSize + length + (length & 1);
@@ -90,7 +93,8 @@ void TakeTag(int16_t inTag, const uint8_t* inData, uint16_t inLength, AliasTags&
 
 // One alias record at inRecord into ioReferences; outRecordEnd is where its own length ends it.
 [[nodiscard]] bool ReadAliasRecord(const uint8_t* inDinf, uint64_t inRecord, uint64_t inLimit,
-                                   ExternalReferenceMap& ioReferences, uint64_t& outRecordEnd)
+                                   bool inAnotherFollows, ExternalReferenceMap& ioReferences,
+                                   uint64_t& outRecordEnd)
 {
     if (!Fits(inRecord, kAliasTagsFromRecord + kAliasTagHeadSize, inLimit))
         return false;
@@ -101,7 +105,7 @@ void TakeTag(int16_t inTag, const uint8_t* inData, uint16_t inLength, AliasTags&
     if (!Fits(inRecord + kAliasFileNameFromRecord, nameLength, std::min(outRecordEnd, inLimit)))
         return false;
     AliasTags tags;
-    if (!ReadAliasTags(inDinf, inRecord, outRecordEnd, inLimit, tags))
+    if (!ReadAliasTags(inDinf, inRecord, outRecordEnd, inLimit, inAnotherFollows, tags))
         return false;
 
     ExtRefData reference;
@@ -166,7 +170,8 @@ bool QTTrack::CollectExternalReferences(ExternalReferenceMap& ioReferences)
             return true;
         if (dinf[entry + kDataReferenceFlagFromEntry] == 1)
             return true;
-        if (!ReadAliasRecord(dinf, entry + kDataReferenceHeaderSize, limit, ioReferences, entry))
+        if (!ReadAliasRecord(dinf, entry + kDataReferenceHeaderSize, limit, count - i > 1, ioReferences,
+                             entry))
             return false;
     }
     return true;

@@ -3,6 +3,7 @@
 // relative levels.
 
 #include <algorithm>
+#include <utility>
 
 #include "KSL/PathUtils.h"
 #include "QTExternalReferences.h"
@@ -19,10 +20,24 @@ using tenacore::utility::FileUtils;
 namespace
 {
 
+// Erases inUnitsToErase units at the first occurrence of inPattern until there is none. For the
+// two patterns used ("/./" less "/.", "//" less "/") no occurrence can start before the place
+// of the last erasure, so one pass from left to right gives that answer: erasing and searching
+// again from the front would cost the path's length for each occurrence, and a recorded path may
+// hold tens of thousands.
 void EraseAll(std::u16string& ioText, const std::u16string& inPattern, size_t inUnitsToErase)
 {
-    for (size_t at = ioText.find(inPattern); at != std::u16string::npos; at = ioText.find(inPattern))
-        ioText.erase(at, inUnitsToErase);
+    std::u16string kept;
+    size_t from = 0;
+    for (size_t at = ioText.find(inPattern); at != std::u16string::npos; at = ioText.find(inPattern, from))
+    {
+        kept.append(ioText, from, at - from);
+        from = at + inUnitsToErase;
+    }
+    if (from == 0)
+        return;
+    kept.append(ioText, from, std::u16string::npos);
+    ioText = std::move(kept);
 }
 
 // An absolute POSIX path whose first component is taken to be a volume: its root joined with the

@@ -1,5 +1,7 @@
 #include "QTMovieFixer.h"
 
+#include <utility>
+
 #include "QTAtomLayout.h"
 #include "QTBigEndian.h"
 #include "QTFourCC.h"
@@ -60,7 +62,9 @@ uint32_t QTMovieFixer::OpenMovie(std::u16string inPath, InterfaceRef<IQTMovie>& 
     if (LoadMovieAtom(file) != kQTSuccess || !WalkMovieAtom())
         return kQTErrNotAMovie;
     auto movie = MakeObject<QTMovie>();
-    mooVAtom->Adopt(mvhd, mvhd64, trackItems, userData, metadataItems, metadataKeys);
+    // The plan reads the track items afterwards; the rest is moved rather than held twice.
+    mooVAtom->Adopt(mvhd, mvhd64, trackItems, std::move(userData), std::move(metadataItems),
+                    std::move(metadataKeys));
     movie->Init(mooVAtom, movieAtomOffset);
     outMovie = InterfaceRef<IQTMovie>::Query(movie->GetSharedFromThis());
     // Opened for reading only: the write opens the file anew.
