@@ -17,8 +17,8 @@ using MovieQuestions = void (*)(QT::IQTMovie& inMovie);
 // walk rule set the other way.
 void LoadEachWay(const uint8_t* inData, size_t inSize, MovieQuestions inAsk);
 
-// As LoadEachWay, and the two loads of the same bytes through memory and through the file must
-// agree: the same result, the same atom found, the same movie atom and track count. Aborts when
+// As LoadEachWay, with the file loaded twice, by MakeMovie and by MakeMovieAndLocateAtom without a
+// read table; the two must agree on the result, the movie atom and the track count. Aborts when
 // they do not.
 void LoadEachWayAndCompare(const uint8_t* inData, size_t inSize, MovieQuestions inAsk);
 
