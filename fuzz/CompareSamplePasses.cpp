@@ -14,7 +14,7 @@ namespace
 
 // Enough samples to cross every kind of run a small input can hold, few enough to keep each input
 // fast: a constant size lets a few bytes claim billions.
-constexpr uint32_t kMostSamples = 1u << 16;
+constexpr uint32_t kMostSamples = 1u << 12;
 
 bool SameRecords(const QT::VideoSampleTable& inA, const QT::VideoSampleTable& inB)
 {

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "ExerciseSupport.h"
 #include "QTExternalReferences.h"
 #include "external_references/QTWinVolumes.h"
 #include "tenacore/FileUtils.h"
@@ -56,7 +57,8 @@ struct StandInFileSystem
 
 uint64_t ExerciseTrackReferences(QT::IQTTrack& inTrack)
 {
-    uint64_t value = inTrack.IsDataSelfContained();
+    uint64_t value =
+        inTrack.IsDataSelfContained() + inTrack.GetDataReferenceType() + inTrack.HasSingleDataReference();
     std::u16string single;
     value += inTrack.GetSingleExternalReference(&single) + single.size();
     value += inTrack.GetSingleExternalReference(nullptr);
@@ -89,6 +91,11 @@ uint64_t ExerciseMovieReferences(QT::IQTMovie& inMovie)
         value += QT::ValidateExternalReferences(moviePath, all);
     }
     return value;
+}
+
+uint64_t ExerciseReferencesOfMovie(QT::IQTMovie& inMovie)
+{
+    return ForEachTrack(inMovie, ExerciseTrackReferences) + ExerciseMovieReferences(inMovie);
 }
 
 } // namespace qtfuzz

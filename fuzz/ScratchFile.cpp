@@ -27,7 +27,8 @@ bool ScratchFile::Write(const uint8_t* inData, size_t inSize) const
     FILE* file = std::fopen(mPath.c_str(), "wb");
     if (file == nullptr)
         return false;
-    const bool written = std::fwrite(inData, 1, inSize, file) == inSize;
+    // An empty input may come without a buffer, which fwrite must not be given.
+    const bool written = inSize == 0 || std::fwrite(inData, 1, inSize, file) == inSize;
     return std::fclose(file) == 0 && written;
 }
 

@@ -54,7 +54,7 @@ void FindMovieAtom(const uint8_t*& ioData, size_t& ioSize)
 
 } // namespace
 
-void WalkUnderOtherRules(const uint8_t* inData, size_t inSize)
+void WalkUnderOtherRules(const uint8_t* inData, size_t inSize, void (*inAsk)(QT::IQTMovie&))
 {
     FindMovieAtom(inData, inSize);
     if (inSize == 0 || inSize > kMaxMovieAtom)
@@ -72,7 +72,7 @@ void WalkUnderOtherRules(const uint8_t* inData, size_t inSize)
                           index.metadataKeys);
     auto movie = tenacore::classref::MakeObject<QT::QTMovie>();
     movie->Init(index.mooVAtom, 0);
-    ExerciseMovie(*movie);
+    (inAsk ? inAsk : ExerciseMovie)(*movie);
 }
 
 } // namespace qtfuzz

@@ -1,96 +1,16 @@
-// Runs the movie fixer on each input through a scratch copy, then checks what it may have done to
-// the copy: the same length, and at most the four bytes "skip" written in one place.
+// The movie fixer on a scratch copy of each input, with a check of what it wrote.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
-#include <system_error>
-#include <vector>
 
-#include <unistd.h>
-
-#include "IQTMovieFixer.h"
-#include "ScratchFile.h"
-#include "tenacore/debug.h"
-#include "tenacore/string.h"
-
-namespace
-{
-
-const qtfuzz::ScratchFile& Scratch()
-{
-    static const qtfuzz::ScratchFile file("qtsifter-fuzz-fixer");
-    return file;
-}
-
-const std::string& ScratchPath()
-{
-    return Scratch().Path();
-}
-
-bool WriteScratch(const uint8_t* inData, size_t inSize)
-{
-    return Scratch().Write(inData, inSize);
-}
-
-std::vector<uint8_t> ReadScratch()
-{
-    std::ifstream in(ScratchPath(), std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-[[noreturn]] void Fail(const char* inWhat)
-{
-    std::fprintf(stderr, "fuzz_fixer: %s\n", inWhat);
-    std::abort();
-}
-
-// The copy after the fix against the input: same length; on success exactly the changed bytes of
-// "skip" written over a type word that read "sdtp", otherwise no change at all.
-void CheckCopy(const uint8_t* inData, size_t inSize, uint32_t inResult)
-{
-    const std::vector<uint8_t> after = ReadScratch();
-    if (after.size() != inSize)
-        Fail("the file's length changed");
-    std::vector<size_t> changed;
-    for (size_t i = 0; i < inSize; ++i)
-        if (after[i] != inData[i])
-            changed.push_back(i);
-    if (inResult != QT::kQTSuccess)
-    {
-        if (!changed.empty())
-            Fail("bytes changed although the fix was not done");
-        return;
-    }
-    if (changed.empty() || changed.size() > 4 || changed.back() - changed.front() >= 4)
-        Fail("the fix changed other than one type word");
-    // "sdtp" and "skip" differ in their second and third letters only.
-    const size_t typeWord = changed.front() - 1;
-    if (typeWord + 4 > inSize || std::string(reinterpret_cast<const char*>(inData) + typeWord, 4) != "sdtp" ||
-        std::string(reinterpret_cast<const char*>(after.data()) + typeWord, 4) != "skip")
-        Fail("the fix wrote somewhere other than an sdtp's type");
-}
-
-} // namespace
+#include "Targets.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
-    tenacore::debug::SetAssertHandler([](const char*, int, const char*, const char*, const std::string&)
-                                      { return false; });
+    qtfuzz::InitializeTargets();
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* inData, size_t inSize)
 {
-    if (!WriteScratch(inData, inSize))
-        return 0;
-    const uint32_t result = QT::MakeFixer()->FixMovie(tenacore::string::UTF8to16(ScratchPath()));
-    if (result != QT::kQTSuccess && result != QT::kQTErrFailed)
-        Fail("the fixer gave a result it has no cause for");
-    CheckCopy(inData, inSize, result);
-    return 0;
+    return qtfuzz::RunFixerInput(inData, inSize);
 }

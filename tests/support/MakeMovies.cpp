@@ -9,7 +9,10 @@
 
 #include "AliasAtoms.h"
 #include "AtomBuilder.h"
+#include "CaptionAtoms.h"
+#include "MetadataAtoms.h"
 #include "SoundAtoms.h"
+#include "TimecodeAtoms.h"
 
 using namespace qttest;
 
@@ -93,6 +96,62 @@ Bytes SoundMovie(const Atom& inEntry)
     return MovieWith({TrakWith(sound, tables)});
 }
 
+// CEA-608 and CEA-708 caption tracks over a few samples in mdat: cdat atoms, then bare byte pairs
+// in a second chunk, the 608 track with an edit.
+Bytes CaptionsMovie()
+{
+    const Bytes cdat = CdatSample({0x94, 0x20, 0x94, 0x2C});              // 12 bytes
+    const Bytes pairs = {0x94, 0x20, 0x94, 0xAE, 0x97, 0xA1, 0x97, 0xA1}; // 8 bytes
+    const uint32_t start = kCaptionMediaStart;
+    CaptionTrackSpec cea608;
+    cea608.tables = {Stts({{.sampleCount = 3, .duration = 1001}}),
+                     Stsc({{.firstChunk = 1, .samplesPerChunk = 2}, {.firstChunk = 2, .samplesPerChunk = 1}}),
+                     Stsz(0, {12, 12, 8}, 3), Stco({start, start + 24})};
+    cea608.edits = {{.duration = 500, .mediaTime = 1001}};
+    CaptionTrackSpec cea708;
+    cea708.format = Code("c708");
+    cea708.tables = {Stts({{.sampleCount = 2, .duration = 1001}}),
+                     Stsc({{.firstChunk = 1, .samplesPerChunk = 2}}), Stsz(10, {}, 2), Stco({start + 12})};
+    return CaptionMovie(Concat({cdat, cdat, pairs}), {CaptionTrak(cea608), CaptionTrak(cea708)});
+}
+
+// Timecode tracks of both handlers: a drop-frame description with a source name, a 64-bit counter
+// with two descriptions, and one whose sample is held in its data reference.
+Bytes TimecodeMovie()
+{
+    const Atom named = TimecodeDescription({.flags = 1,
+                                            .timeScale = 30000,
+                                            .frameDuration = 1001,
+                                            .frameCount = 30,
+                                            .tail = NameAtom("Reel 1")});
+    const Atom counter =
+        TimecodeDescription({.flags = 8, .timeScale = 25, .frameDuration = 1, .frameCount = 25});
+    return MovieWith(
+        {TimecodeTrak({.descriptions = {named}, .tables = TimecodeTables(), .edits = {{.duration = 1000}}}),
+         TimecodeTrak(
+             {.handler = Code("tc64"), .descriptions = {counter, named}, .tables = TimecodeTables(8)}),
+         TimecodeTrak(
+             {.descriptions = {counter}, .tables = TimecodeTables(), .dinf = HandleDinf({0, 0, 1, 0})})});
+}
+
+// Keyed metadata of several value types under moov, name-tagged items in udta, and a track's own
+// user data.
+Bytes MetadataMovie()
+{
+    Atom trak = Trak(TrackSpec{});
+    trak.Child(Atom("udta").Child(Atom("name").Text("Track")));
+    Atom moov("moov");
+    moov.Children(
+        {Mvhd(600, 1000), trak,
+         KeyedMeta(Keys({"com.example.title", "count", "wide", "rate"}),
+                   {MetadataItem(1, 1, TextBytes("Seed")), MetadataItem(2, 0x15, {0x80, 0, 0, 1}),
+                    MetadataItem(3, 2, {0, 'A', 0, 'B'}), MetadataItem(4, 0x17, {0x3F, 0xC0, 0, 0})}),
+         TaggedUdta({MetadataItem(Code("\251nam"), 1, TextBytes("Name")),
+                     MetadataItem(Code("\251day"), 1, TextBytes("2024"))}),
+         UuidAtom()});
+    return Build({Ftyp(), moov, Mdat()});
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -133,6 +192,9 @@ int main(int argc, char** argv)
               ReferringTrak("tmcd", DinfOf({Dref({AliasEntry(AliasTo("a.mov", "x", "", "/Archive/a.mov"))})}),
                             false),
               ReferringTrak("soun", DinfOf({Dref({DataReferenceEntry("url ", 0, "file:///c.mov")})}))})},
+        {"builder-captions.mov", CaptionsMovie()},
+        {"builder-timecode.mov", TimecodeMovie()},
+        {"builder-metadata.mov", MetadataMovie()},
     };
     for (const auto& [name, bytes] : movies)
     {
