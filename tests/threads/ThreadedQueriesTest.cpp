@@ -12,6 +12,8 @@
 
 #include <gtest/gtest.h>
 
+#include "ExerciseLoad.h"
+#include "ExerciseMetadata.h"
 #include "ExerciseTrack.h"
 #include "IQTSifter.h"
 #include "QTExternalReferences.h"
@@ -48,15 +50,13 @@ MovieRef Open(const std::filesystem::path& inPath)
 // Every answer a movie gives at movie level that needs no file system, folded into one value.
 uint64_t AskMovie(QT::IQTMovie& inMovie)
 {
-    uint64_t value = inMovie.GetMovieTimeScale() + uint64_t(inMovie.GetMovieDuration()) +
-                     inMovie.GetMoviePosterTime() + inMovie.GetMovieAtomSize() + inMovie.GetUserDataCount();
-    QT::MetadataMap items;
-    inMovie.GetMetadataItems(items);
-    value += items.size();
+    uint64_t value = qtfuzz::ExerciseMovieHeader(inMovie) + qtfuzz::ExerciseMovieMetadata(inMovie);
     auto shared = MovieRef::Query(inMovie.GetShared());
     QT::ExternalReferenceMap all;
     value += QT::GetAllExternalReferences(shared, all) + all.size();
-    return value;
+    QT::TrackReferenceMap video, audio, timecode;
+    QT::GetExternalReferences(shared, video, audio, timecode);
+    return value + video.size() + audio.size() + timecode.size();
 }
 
 // What one caller learns from the movie: the movie's answers, then each track's, on tracks the
