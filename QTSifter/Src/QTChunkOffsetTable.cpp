@@ -20,9 +20,11 @@ ChunkOffsetHelper::ChunkOffsetHelper(const TrackItem& inItem, const ByteRange& i
     }
 }
 
-uint64_t ChunkOffsetHelper::ReportInvalidEntry()
+uint64_t ChunkOffsetHelper::ReportInvalidEntry() const
 {
-    ReportContractViolation(ContractSites::kChunkOffsetEntry);
+    if (!mReported)
+        ReportContractViolation(ContractSites::kChunkOffsetEntry);
+    mReported = true;
     return 0;
 }
 

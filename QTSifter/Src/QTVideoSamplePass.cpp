@@ -1,6 +1,7 @@
 #include "QTVideoSamplePass.h"
 
 #include <algorithm>
+#include <cstdint>
 
 #include "QTShared.h"
 
@@ -25,14 +26,15 @@ enum class Step
     PlaceFailed, // the sample-to-chunk lookup failed: the pass ends with 0xFFFFFFFF
 };
 
-// The samples of a stretch: they share a duration and a sync state, and the edit keeps every one
-// of them whole.
+// The samples of a stretch: they share a duration and a sync state, and the edit either keeps
+// every one of them whole or leaves every one out.
 struct Stretch
 {
     uint32_t first = 0;
     uint32_t count = 0;
     uint32_t duration = 0;
     bool isSync = false;
+    bool leftOut = false;
 };
 
 class VideoSamplePass
@@ -59,7 +61,10 @@ public:
             Stretch stretch;
             if (inStride == SamplePassStride::RunByRun && FindStretch(sample, stretch))
             {
-                KeepStretch(stretch);
+                if (stretch.leftOut)
+                    PassOverStretch(stretch);
+                else
+                    KeepStretch(stretch);
                 sample += stretch.count;
                 continue;
             }
@@ -141,10 +146,11 @@ private:
     }
 
     // The longest stretch from inSample that every table and the edit answer alike, with every
-    // sample kept whole; false when there is none, and the sample takes a step of its own.
+    // sample kept whole or every one left out; false when there is none, and the sample takes a
+    // step of its own.
     bool FindStretch(uint32_t inSample, Stretch& outStretch) const
     {
-        uint64_t count = std::min<uint64_t>(mSampleCount - inSample, mMaxSamples - mKeptCount);
+        uint64_t count = mSampleCount - inSample;
         uint32_t duration = 0;
         bool isSync = false;
         count = std::min<uint64_t>(count, mDurations.SamplesLeftInEntry(inSample, duration));
@@ -152,37 +158,55 @@ private:
         // A negative duration could bring the decode time back inside the edit.
         if (count == 0 || (duration & 0x80000000u) != 0)
             return false;
+        bool leftOut = false;
         if (mEdit.apply)
         {
-            if (inSample <= mEdit.firstIndex || mDecodeTime >= mEdit.endTime)
+            if (inSample == mEdit.firstIndex)
                 return false;
-            if (duration != 0)
+            if (inSample < mEdit.firstIndex)
+            {
+                leftOut = true;
+                count = std::min<uint64_t>(count, mEdit.firstIndex - inSample);
+            }
+            else if (mDecodeTime >= mEdit.endTime)
+            {
+                // Later samples stay out until the decode time wraps past 2^64, as it can after a
+                // negative duration.
+                leftOut = true;
+                if (duration != 0)
+                    count = std::min<uint64_t>(count, (UINT64_MAX - mDecodeTime) / duration + 1);
+            }
+            else if (duration != 0)
                 count = std::min<uint64_t>(count, (mEdit.endTime - mDecodeTime) / duration);
         }
+        if (!leftOut)
+            count = std::min<uint64_t>(count, mMaxSamples - mKeptCount);
         count = std::min<uint64_t>(count, SamplesPlaceable(inSample));
         if (count == 0)
             return false;
-        outStretch = {inSample, uint32_t(count), duration, isSync};
+        outStretch = {inSample, uint32_t(count), duration, isSync, leftOut};
         return true;
     }
 
     // How many samples from inSample on can be placed without the cursors: inside the run in hand,
-    // in chunks that the offset table holds.
+    // and either all in chunks that the offset table holds or all in chunks that it lacks (up to
+    // where the chunk index wraps to 0), so that a stretch meets at most one kind.
     uint64_t SamplesPlaceable(uint32_t inSample) const
     {
         const uint32_t chunkCount = mChunks.EntryCount();
         if (mOneSamplePerChunk)
             return inSample < chunkCount ? chunkCount - inSample : 0;
         RunAhead ahead;
-        if (!mPlaces.LookAhead(inSample, ahead) || ahead.chunkIndex >= chunkCount)
+        if (!mPlaces.LookAhead(inSample, ahead))
             return 0;
         int64_t total = 0;
         if (mConstantSize == 0 && ahead.positionInChunk != 0 &&
             !mInChunk.RunningTotal(inSample, ahead.positionInChunk, total))
             return 0;
-        // The rest of this chunk and every later chunk that the offset table holds.
+        const uint32_t lastChunk = ahead.chunkIndex < chunkCount ? chunkCount - 1 : 0xFFFFFFFFu;
+        // The rest of this chunk and every later chunk of the same kind.
         const uint64_t inChunks = uint64_t(ahead.samplesPerChunk - ahead.positionInChunk) +
-                                  uint64_t(ahead.samplesPerChunk) * (chunkCount - 1 - ahead.chunkIndex);
+                                  uint64_t(ahead.samplesPerChunk) * (lastChunk - ahead.chunkIndex);
         return std::min<uint64_t>(inChunks, ahead.samplesLeftInRun);
     }
 
@@ -194,6 +218,53 @@ private:
             KeepChunkedSamples(inStretch);
         NoteKept(inStretch.duration, inStretch.count);
         mDecodeTime += Widened(inStretch.duration) * inStretch.count;
+    }
+
+    // Samples the edit leaves out still pass through the cursors; a stretch of them moves each
+    // cursor to its last sample at once, as the steps would have left it.
+    void PassOverStretch(const Stretch& inStretch)
+    {
+        if (!mOneSamplePerChunk)
+            PassOverChunkedSamples(inStretch);
+        mDecodeTime += Widened(inStretch.duration) * inStretch.count;
+    }
+
+    void PassOverChunkedSamples(const Stretch& inStretch)
+    {
+        RunAhead ahead;
+        (void)mPlaces.LookAhead(inStretch.first, ahead); // FindStretch found it
+        // A stretch in chunks the offset table lacks lies wholly in them: the steps would have
+        // reported the first.
+        if (ahead.chunkIndex >= mChunks.EntryCount())
+            (void)mChunks.GetEntry(ahead.chunkIndex);
+        const uint32_t last = inStretch.first + inStretch.count - 1;
+        const uint32_t lastPosition =
+            uint32_t((uint64_t(ahead.positionInChunk) + inStretch.count - 1) % ahead.samplesPerChunk);
+        mPlaces.Skip(inStretch.count);
+        mInChunk.Resume(last, lastPosition, SizeOf(last),
+                        BytesBeforeInChunk(inStretch.first, ahead, last, lastPosition));
+    }
+
+    // The signed sum of the sizes before inLast in its chunk, as the steps would have run it.
+    int64_t BytesBeforeInChunk(uint32_t inFirst, const RunAhead& inAhead, uint32_t inLast,
+                               uint32_t inLastPosition) const
+    {
+        if (mConstantSize != 0)
+            return int64_t(uint64_t(inLastPosition) * mConstantSize);
+        const uint32_t chunkFirst = inLast - inLastPosition;
+        int64_t total = 0;
+        uint32_t from = chunkFirst;
+        if (chunkFirst < inFirst) // still the chunk the stretch began in
+        {
+            from = inFirst;
+            if (inAhead.positionInChunk != 0)
+                (void)mInChunk.RunningTotal(inFirst, inAhead.positionInChunk, total); // FindStretch found it
+        }
+        // Each size lies inside the table, and a pass sums each at most once.
+        const uint8_t* entry = mSizes.VouchedEntry(from);
+        for (uint32_t sample = from; sample != inLast; ++sample, entry += kStszEntrySize)
+            total += int32_t(BE::U32(entry));
+        return total;
     }
 
     void KeepOneSampleChunks(const Stretch& inStretch)

@@ -134,3 +134,20 @@ TEST(ChunkOffsetTable, OneSamplePerChunkGoesByTheStatedRunCount)
     EXPECT_EQ(runs.RunCount(), 0u);
     EXPECT_TRUE(QT::IsOneSamplePerChunk(QT::SampleSizeTable(stsz.Table()), runs, 3, 3));
 }
+
+TEST(ChunkOffsetTable, AHelperReportsOnlyTheFirstIndexPastItsTable)
+{
+    const BuiltTable stco(Stco({100, 200}));
+    QT::TrackItem item;
+    item.stco = stco.bytes.data();
+    QT::ChunkOffsetHelper offsets(item, stco.Range());
+    AssertCounter asserts;
+    EXPECT_EQ(offsets.GetEntry(2), 0u);
+    EXPECT_EQ(offsets.GetEntry(7), 0u);
+    EXPECT_EQ(offsets.GetEntry(1), 200u);
+    EXPECT_EQ(offsets.GetEntry(0xFFFFFFFFu), 0u);
+    EXPECT_EQ(asserts.count, 1);
+    // Each operation makes its own helper, and reports afresh.
+    EXPECT_EQ(QT::ChunkOffsetHelper(item, stco.Range()).GetEntry(2), 0u);
+    EXPECT_EQ(asserts.count, 2);
+}

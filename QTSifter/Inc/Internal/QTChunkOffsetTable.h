@@ -32,7 +32,9 @@ public:
     }
     uint32_t EntryBytes() const noexcept { return mIs64Bit ? kCo64EntrySize : kStcoEntrySize; }
     // The file offset of chunk inEntryIdx. An index not below the count violates the contract:
-    // it is reported and the result is 0.
+    // the result is 0, and the first such index asked of this helper is reported. A helper serves
+    // one operation, and a pass over a table that lacks chunks may ask for billions of them: the
+    // first report tells the host the table is bad, the rest would say nothing more.
     uint64_t GetEntry(uint32_t inEntryIdx) const
     {
         // The count was cut to the entries inside the table, so an index below it reads inside.
@@ -45,12 +47,13 @@ public:
     }
 
 private:
-    static uint64_t ReportInvalidEntry();
+    uint64_t ReportInvalidEntry() const;
 
     const TrackItem& mItem;
     TableAtom mTable;
     bool mIs64Bit = false;
     uint32_t mEntryCount = 0;
+    mutable bool mReported = false;
 };
 
 // The bytes between the start of a sample's chunk and the sample: the sizes of the samples before
