@@ -35,6 +35,10 @@ struct Stretch
     uint32_t duration = 0;
     bool isSync = false;
     bool leftOut = false;
+    // Where the first sample lies in the run in hand (unused for one sample a chunk), and the
+    // signed sum of the sizes before it in its chunk.
+    RunAhead ahead;
+    int64_t bytesBefore = 0;
 };
 
 class VideoSamplePass
@@ -181,28 +185,33 @@ private:
         }
         if (!leftOut)
             count = std::min<uint64_t>(count, mMaxSamples - mKeptCount);
-        count = std::min<uint64_t>(count, SamplesPlaceable(inSample));
-        if (count == 0)
-            return false;
-        outStretch = {inSample, uint32_t(count), duration, isSync, leftOut};
-        return true;
+        outStretch = {inSample, 0, duration, isSync, leftOut, {}, 0};
+        count =
+            std::min<uint64_t>(count, SamplesPlaceable(inSample, outStretch.ahead, outStretch.bytesBefore));
+        outStretch.count = uint32_t(count);
+        return count != 0;
     }
 
     // How many samples from inSample on can be placed without the cursors: inside the run in hand,
     // and either all in chunks that the offset table holds or all in chunks that it lacks (up to
-    // where the chunk index wraps to 0), so that a stretch meets at most one kind.
-    uint64_t SamplesPlaceable(uint32_t inSample) const
+    // where the chunk index wraps to 0), so that a stretch meets at most one kind. Gives where
+    // inSample lies and the bytes before it in its chunk.
+    uint64_t SamplesPlaceable(uint32_t inSample, RunAhead& outAhead, int64_t& outBytesBefore) const
     {
         const uint32_t chunkCount = mChunks.EntryCount();
         if (mOneSamplePerChunk)
             return inSample < chunkCount ? chunkCount - inSample : 0;
-        RunAhead ahead;
+        RunAhead& ahead = outAhead;
         if (!mPlaces.LookAhead(inSample, ahead))
             return 0;
-        int64_t total = 0;
-        if (mConstantSize == 0 && ahead.positionInChunk != 0 &&
-            !mInChunk.RunningTotal(inSample, ahead.positionInChunk, total))
-            return 0;
+        outBytesBefore = 0;
+        if (ahead.positionInChunk != 0)
+        {
+            if (mConstantSize != 0)
+                outBytesBefore = int64_t(uint64_t(ahead.positionInChunk) * mConstantSize);
+            else if (!mInChunk.RunningTotal(inSample, ahead.positionInChunk, outBytesBefore))
+                return 0;
+        }
         const uint32_t lastChunk = ahead.chunkIndex < chunkCount ? chunkCount - 1 : 0xFFFFFFFFu;
         // The rest of this chunk and every later chunk of the same kind.
         const uint64_t inChunks = uint64_t(ahead.samplesPerChunk - ahead.positionInChunk) +
@@ -231,8 +240,7 @@ private:
 
     void PassOverChunkedSamples(const Stretch& inStretch)
     {
-        RunAhead ahead;
-        (void)mPlaces.LookAhead(inStretch.first, ahead); // FindStretch found it
+        const RunAhead& ahead = inStretch.ahead;
         // A stretch in chunks the offset table lacks lies wholly in them: the steps would have
         // reported the first.
         if (ahead.chunkIndex >= mChunks.EntryCount())
@@ -241,24 +249,21 @@ private:
         const uint32_t lastPosition =
             uint32_t((uint64_t(ahead.positionInChunk) + inStretch.count - 1) % ahead.samplesPerChunk);
         mPlaces.Skip(inStretch.count);
-        mInChunk.Resume(last, lastPosition, SizeOf(last),
-                        BytesBeforeInChunk(inStretch.first, ahead, last, lastPosition));
+        mInChunk.Resume(last, lastPosition, SizeOf(last), BytesBeforeInChunk(inStretch, last, lastPosition));
     }
 
     // The signed sum of the sizes before inLast in its chunk, as the steps would have run it.
-    int64_t BytesBeforeInChunk(uint32_t inFirst, const RunAhead& inAhead, uint32_t inLast,
-                               uint32_t inLastPosition) const
+    int64_t BytesBeforeInChunk(const Stretch& inStretch, uint32_t inLast, uint32_t inLastPosition) const
     {
         if (mConstantSize != 0)
             return int64_t(uint64_t(inLastPosition) * mConstantSize);
         const uint32_t chunkFirst = inLast - inLastPosition;
         int64_t total = 0;
         uint32_t from = chunkFirst;
-        if (chunkFirst < inFirst) // still the chunk the stretch began in
+        if (chunkFirst < inStretch.first) // still the chunk the stretch began in
         {
-            from = inFirst;
-            if (inAhead.positionInChunk != 0)
-                (void)mInChunk.RunningTotal(inFirst, inAhead.positionInChunk, total); // FindStretch found it
+            from = inStretch.first;
+            total = inStretch.bytesBefore;
         }
         // Each size lies inside the table, and a pass sums each at most once.
         const uint8_t* entry = mSizes.VouchedEntry(from);
@@ -283,16 +288,8 @@ private:
     // ended, its size taken as signed as the cursor sums it, or a constant size as it multiplies it.
     void KeepChunkedSamples(const Stretch& inStretch)
     {
-        RunAhead ahead;
-        (void)mPlaces.LookAhead(inStretch.first, ahead); // FindStretch found it
-        int64_t total = 0;
-        if (ahead.positionInChunk != 0)
-        {
-            if (mConstantSize != 0)
-                total = int64_t(uint64_t(ahead.positionInChunk) * mConstantSize);
-            else
-                (void)mInChunk.RunningTotal(inStretch.first, ahead.positionInChunk, total);
-        }
+        const RunAhead& ahead = inStretch.ahead;
+        int64_t total = inStretch.bytesBefore;
         uint32_t chunk = ahead.chunkIndex;
         uint32_t position = ahead.positionInChunk;
         uint32_t sample = inStretch.first;
