@@ -1,6 +1,9 @@
 #include "KSL/File.h"
 
 #include <mutex>
+#include <utility>
+
+#include "InjectionPoint.h"
 
 #include "tenacore/string.h"
 
@@ -39,31 +42,22 @@ void NotifyCreate(const File::CreateArgs& inArgs)
         Observer()(inArgs);
 }
 
-std::mutex& InjectorMutex()
+tenacore::detail::InjectionPoint<File::Step>& Injection()
 {
-    static std::mutex mutex;
-    return mutex;
-}
-
-File::FailureInjector& Injector()
-{
-    static File::FailureInjector injector;
-    return injector;
+    static tenacore::detail::InjectionPoint<File::Step> point;
+    return point;
 }
 
 bool Injected(File::Step inStep)
 {
-    std::lock_guard lock(InjectorMutex());
-    return Injector() && Injector()(inStep);
+    return Injection().Fails(inStep);
 }
 
 } // namespace
 
 File::FailureInjector File::SetFailureInjector(FailureInjector inInjector)
 {
-    std::lock_guard lock(InjectorMutex());
-    std::swap(Injector(), inInjector);
-    return inInjector;
+    return Injection().Replace(std::move(inInjector));
 }
 
 File::CreateObserver File::SetCreateObserver(CreateObserver inObserver)

@@ -1,8 +1,9 @@
 #include "tenacore/filesupport.h"
 
 #include <cstring>
-#include <mutex>
 #include <utility>
+
+#include "InjectionPoint.h"
 
 #include "tenacore/string.h"
 
@@ -22,22 +23,15 @@ namespace tenacore::filesupport
 namespace
 {
 
-std::mutex& InjectorMutex()
+detail::InjectionPoint<StreamStep>& Injection()
 {
-    static std::mutex mutex;
-    return mutex;
-}
-
-FailureInjector& Injector()
-{
-    static FailureInjector injector;
-    return injector;
+    static detail::InjectionPoint<StreamStep> point;
+    return point;
 }
 
 bool Injected(StreamStep inStep)
 {
-    std::lock_guard lock(InjectorMutex());
-    return Injector() && Injector()(inStep);
+    return Injection().Fails(inStep);
 }
 
 [[noreturn]] void Fail(const std::string& inWhat, const std::string& inWhy)
@@ -76,9 +70,7 @@ std::string SystemReason()
 
 FailureInjector SetFailureInjector(FailureInjector inInjector)
 {
-    std::lock_guard lock(InjectorMutex());
-    std::swap(Injector(), inInjector);
-    return inInjector;
+    return Injection().Replace(std::move(inInjector));
 }
 
 File::File(std::u16string inPath, uint32_t inStorageType) : mPath(std::move(inPath))
@@ -117,37 +109,22 @@ int64_t OPlatformByteStream::FileLength() const
     return size.QuadPart;
 }
 
-void OPlatformByteStream::CurPos(int64_t inPosition)
+void OPlatformByteStream::SeekTo(int64_t inPosition)
 {
-    if (Injected(StreamStep::Seek))
-        Fail("seek", "failure injected");
-    if (!InsideFile(inPosition, 0, FileLength()))
-        Fail("seek", "position " + std::to_string(inPosition) + " lies outside the file");
     LARGE_INTEGER distance;
     distance.QuadPart = inPosition;
     if (!SetFilePointerEx(AsHandle(mHandle), distance, nullptr, FILE_BEGIN))
         Fail("seek", SystemReason());
-    mPosition = inPosition;
 }
 
-void OPlatformByteStream::WriteBlock(const void* inBytes, uint32_t inCount)
+uint32_t OPlatformByteStream::WriteSome(const uint8_t* inBytes, uint32_t inCount)
 {
-    if (Injected(StreamStep::Write))
-        Fail("write", "failure injected");
-    if (!InsideFile(mPosition, inCount, FileLength()))
-        Fail("write", "the bytes would run past the end of the file");
-    const auto* cursor = static_cast<const uint8_t*>(inBytes);
-    uint32_t written = 0;
-    while (written < inCount)
-    {
-        DWORD done = 0;
-        if (!WriteFile(AsHandle(mHandle), cursor + written, inCount - written, &done, nullptr))
-            Fail("write", SystemReason());
-        if (done == 0)
-            Fail("write", "nothing was written");
-        written += done;
-    }
-    mPosition += inCount;
+    DWORD done = 0;
+    if (!WriteFile(AsHandle(mHandle), inBytes, inCount, &done, nullptr))
+        Fail("write", SystemReason());
+    if (done == 0)
+        Fail("write", "nothing was written");
+    return uint32_t(done);
 }
 
 #else
@@ -188,14 +165,36 @@ int64_t OPlatformByteStream::FileLength() const
     return int64_t(info.st_size);
 }
 
+void OPlatformByteStream::SeekTo(int64_t inPosition)
+{
+    if (::lseek(mDescriptor, off_t(inPosition), SEEK_SET) < 0)
+        Fail("seek", SystemReason());
+}
+
+uint32_t OPlatformByteStream::WriteSome(const uint8_t* inBytes, uint32_t inCount)
+{
+    for (;;)
+    {
+        const ssize_t done = ::write(mDescriptor, inBytes, inCount);
+        if (done < 0 && errno == EINTR)
+            continue;
+        if (done < 0)
+            Fail("write", SystemReason());
+        if (done == 0)
+            Fail("write", "nothing was written");
+        return uint32_t(done);
+    }
+}
+
+#endif
+
 void OPlatformByteStream::CurPos(int64_t inPosition)
 {
     if (Injected(StreamStep::Seek))
         Fail("seek", "failure injected");
     if (!InsideFile(inPosition, 0, FileLength()))
         Fail("seek", "position " + std::to_string(inPosition) + " lies outside the file");
-    if (::lseek(mDescriptor, off_t(inPosition), SEEK_SET) < 0)
-        Fail("seek", SystemReason());
+    SeekTo(inPosition);
     mPosition = inPosition;
 }
 
@@ -206,21 +205,9 @@ void OPlatformByteStream::WriteBlock(const void* inBytes, uint32_t inCount)
     if (!InsideFile(mPosition, inCount, FileLength()))
         Fail("write", "the bytes would run past the end of the file");
     const auto* cursor = static_cast<const uint8_t*>(inBytes);
-    uint32_t written = 0;
-    while (written < inCount)
-    {
-        const ssize_t done = ::write(mDescriptor, cursor + written, inCount - written);
-        if (done < 0 && errno == EINTR)
-            continue;
-        if (done < 0)
-            Fail("write", SystemReason());
-        if (done == 0)
-            Fail("write", "nothing was written");
-        written += uint32_t(done);
-    }
+    for (uint32_t written = 0; written < inCount;)
+        written += WriteSome(cursor + written, inCount - written);
     mPosition += inCount;
 }
-
-#endif
 
 } // namespace tenacore::filesupport

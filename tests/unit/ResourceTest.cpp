@@ -13,6 +13,8 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "AliasAtoms.h"
@@ -517,14 +519,16 @@ private:
     QT::QTFileProvider mTable{};
 };
 
-// Fails call inFailAt (from 1) of the file class, of any step, while it lives.
-class FailingFile
+// Fails call inFailAt (from 1) of one host runtime seam, of any step, while it lives. Set is the
+// seam's injector setter: it installs an injector and gives back the one it replaced.
+template <auto Set>
+class FailingCall
 {
 public:
-    explicit FailingFile(int inFailAt)
+    explicit FailingCall(int inFailAt)
     {
-        mPrevious = KSL::File::SetFailureInjector(
-            [this, inFailAt](KSL::File::Step)
+        mPrevious = Set(
+            [this, inFailAt](auto)
             {
                 if (++calls != inFailAt)
                     return false;
@@ -532,42 +536,20 @@ public:
                 return true;
             });
     }
-    ~FailingFile() { KSL::File::SetFailureInjector(mPrevious); }
-    FailingFile(const FailingFile&) = delete;
-    FailingFile& operator=(const FailingFile&) = delete;
+    ~FailingCall() { Set(std::move(mPrevious)); }
+    FailingCall(const FailingCall&) = delete;
+    FailingCall& operator=(const FailingCall&) = delete;
 
     int calls = 0;
     bool fired = false;
 
 private:
-    KSL::File::FailureInjector mPrevious;
+    std::invoke_result_t<decltype(Set), std::nullptr_t> mPrevious;
 };
 
-// Fails call inFailAt (from 1) of the write stream, of any step, while it lives.
-class FailingStream
-{
-public:
-    explicit FailingStream(int inFailAt)
-    {
-        mPrevious = tenacore::filesupport::SetFailureInjector(
-            [this, inFailAt](tenacore::filesupport::StreamStep)
-            {
-                if (++calls != inFailAt)
-                    return false;
-                fired = true;
-                return true;
-            });
-    }
-    ~FailingStream() { tenacore::filesupport::SetFailureInjector(mPrevious); }
-    FailingStream(const FailingStream&) = delete;
-    FailingStream& operator=(const FailingStream&) = delete;
-
-    int calls = 0;
-    bool fired = false;
-
-private:
-    tenacore::filesupport::FailureInjector mPrevious;
-};
+// The file class, and the write stream.
+using FailingFile = FailingCall<&KSL::File::SetFailureInjector>;
+using FailingStream = FailingCall<&tenacore::filesupport::SetFailureInjector>;
 
 // Far more calls than any open of these movies makes: a sweep that reaches it has lost its way.
 constexpr int kMostCalls = 2000;

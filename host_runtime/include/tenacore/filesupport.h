@@ -54,6 +54,10 @@ public:
 
 private:
     [[nodiscard]] int64_t FileLength() const;
+    // The system's own seek and write, after the checks that both platforms share. WriteSome
+    // gives the bytes it wrote, at least one.
+    void SeekTo(int64_t inPosition);
+    [[nodiscard]] uint32_t WriteSome(const uint8_t* inBytes, uint32_t inCount);
 
 #if defined(_WIN32)
     void* mHandle = nullptr;
