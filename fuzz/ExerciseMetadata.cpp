@@ -20,6 +20,10 @@ namespace qtfuzz
 namespace
 {
 
+// User data types to look up: a tagged one, a plain one and one no file should hold.
+constexpr std::array<uint32_t, 3> kUserDataTypes{QT::FourCC("\251nam"), QT::FourCC("name"),
+                                                 QT::FourCC("\0\0\0\0")};
+
 uint64_t FoldValue(const QT::MetadataValue& inValue)
 {
     const uint64_t held = std::visit(
@@ -63,7 +67,7 @@ uint64_t ExerciseUserData(QT::IQTMovie& inMovie)
     {
         ++value;
     }
-    for (const uint32_t type : {QT::FourCC("\251nam"), QT::FourCC("name"), QT::FourCC("\0\0\0\0")})
+    for (const uint32_t type : kUserDataTypes)
     {
         MK::BinaryData found;
         if (inMovie.FindUserData(type, found))
@@ -147,7 +151,7 @@ uint64_t ExerciseMovieMetadata(QT::IQTMovie& inMovie)
 uint64_t ExerciseTrackMetadata(QT::IQTTrack& inTrack)
 {
     uint64_t value = 0;
-    for (const uint32_t type : {QT::FourCC("name"), QT::FourCC("\251nam"), QT::FourCC("\0\0\0\0")})
+    for (const uint32_t type : kUserDataTypes)
     {
         MK::BinaryData data;
         if (inTrack.GetUserDataItem(type, data))
