@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "AtomBuilder.h"
+#include "FfmpegToolSuite.h"
 #include "TestFiles.h"
 #include "ToolRun.h"
 
@@ -24,36 +25,20 @@ namespace
 {
 
 // Movies made by ffmpeg into one folder for the suite, each at its first request.
-class ToolAudio : public ::testing::Test
+class ToolAudio : public FfmpegToolSuite
 {
 protected:
-    static void SetUpTestSuite() { sMovies = new FfmpegMovies(); }
-    static void TearDownTestSuite()
-    {
-        delete sMovies;
-        sMovies = nullptr;
-    }
-
-    // Half a second of a sine tone at inRate with inChannels, encoded with inCodecArguments. Skips
-    // the test when ffmpeg cannot make it.
+    // Half a second of a sine tone at inRate with inChannels, encoded with inCodecArguments.
     std::string Make(const std::string& inName, uint32_t inRate, const std::string& inLayout,
                      const std::string& inCodecArguments)
     {
-        const std::string path = (sMovies->Folder() / (inName + ".mov")).string();
-        std::vector<std::string> command = {
-            "ffmpeg",       "-nostdin",
-            "-hide_banner", "-loglevel",
-            "error",        "-y",
-            "-f",           "lavfi",
-            "-i",           "sine=frequency=440:duration=0.5:sample_rate=" + std::to_string(inRate),
-            "-af",          "aformat=channel_layouts=" + inLayout};
+        std::vector<std::string> arguments = {
+            "-f",  "lavfi",
+            "-i",  "sine=frequency=440:duration=0.5:sample_rate=" + std::to_string(inRate),
+            "-af", "aformat=channel_layouts=" + inLayout};
         for (const std::string& argument : SplitArguments(inCodecArguments))
-            command.push_back(argument);
-        command.push_back(path);
-        const CommandResult run = RunCommand(command);
-        if (!run.Succeeded())
-            mSkip = "ffmpeg cannot make " + inName + ": " + run.err;
-        return path;
+            arguments.push_back(argument);
+        return MakeMovie(inName, arguments);
     }
 
     json Info(const std::string& inPath)
@@ -62,16 +47,7 @@ protected:
         EXPECT_EQ(run.exitCode, 0) << run.err;
         return json::parse(run.out);
     }
-
-    static FfmpegMovies* sMovies;
-    std::string mSkip;
 };
-
-FfmpegMovies* ToolAudio::sMovies = nullptr;
-
-#define SKIP_IF_NOT_MADE()                                                                                   \
-    if (!mSkip.empty())                                                                                      \
-    GTEST_SKIP() << mSkip
 
 // A movie with a video track (0) and a sound track (1), built byte by byte.
 Bytes VideoAndSound()

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "CaptionAtoms.h"
+#include "FfmpegToolSuite.h"
 #include "TestFiles.h"
 #include "ToolRun.h"
 
@@ -26,65 +27,18 @@ constexpr const char* kScenarist =
     "942f 942f\n\n"
     "00:00:01:00\t942c 942c\n";
 
-class ToolCaptions : public ::testing::Test
+class ToolCaptions : public FfmpegToolSuite
 {
 protected:
-    static void SetUpTestSuite() { sMovies = new FfmpegMovies(); }
-    static void TearDownTestSuite()
-    {
-        delete sMovies;
-        sMovies = nullptr;
-    }
-
-    // Two seconds of mjpeg frames and the Scenarist file's captions, stream-copied. Skips the test
-    // when ffmpeg cannot make it.
+    // Two seconds of mjpeg frames and the Scenarist file's captions, stream-copied.
     std::string Make()
     {
-        const std::string scc = (sMovies->Folder() / "captions.scc").string();
+        const std::string scc = MoviePath("captions.scc");
         std::ofstream(scc, std::ios::binary) << kScenarist;
-        const std::string path = (sMovies->Folder() / "captions.mov").string();
-        const CommandResult run = RunCommand({"ffmpeg",
-                                              "-nostdin",
-                                              "-hide_banner",
-                                              "-loglevel",
-                                              "error",
-                                              "-y",
-                                              "-f",
-                                              "lavfi",
-                                              "-i",
-                                              "testsrc=size=64x48:rate=30000/1001:duration=2",
-                                              "-i",
-                                              scc,
-                                              "-map",
-                                              "0",
-                                              "-map",
-                                              "1",
-                                              "-c:v",
-                                              "mjpeg",
-                                              "-c:s",
-                                              "copy",
-                                              path});
-        if (!run.Succeeded())
-            mSkip = "ffmpeg cannot make the caption movie: " + run.err;
-        return path;
+        return MakeMovie("captions", {"-f", "lavfi", "-i", "testsrc=size=64x48:rate=30000/1001:duration=2",
+                                      "-i", scc, "-map", "0", "-map", "1", "-c:v", "mjpeg", "-c:s", "copy"});
     }
-
-    static json RunJson(const std::vector<std::string>& inArgs)
-    {
-        const CommandResult run = RunTool(inArgs);
-        EXPECT_EQ(run.exitCode, 0) << run.err;
-        return run.exitCode == 0 ? json::parse(run.out) : json();
-    }
-
-    static FfmpegMovies* sMovies;
-    std::string mSkip;
 };
-
-FfmpegMovies* ToolCaptions::sMovies = nullptr;
-
-#define SKIP_IF_NOT_MADE()                                                                                   \
-    if (!mSkip.empty())                                                                                      \
-    GTEST_SKIP() << mSkip
 
 int64_t Integer(const json& inValue)
 {

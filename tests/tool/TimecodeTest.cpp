@@ -7,6 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "FfmpegToolSuite.h"
 #include "TestFiles.h"
 #include "TimecodeAtoms.h"
 #include "ToolRun.h"
@@ -18,53 +19,19 @@ using nlohmann::json;
 namespace
 {
 
-class ToolTimecode : public ::testing::Test
+class ToolTimecode : public FfmpegToolSuite
 {
 protected:
-    static void SetUpTestSuite() { sMovies = new FfmpegMovies(); }
-    static void TearDownTestSuite()
-    {
-        delete sMovies;
-        sMovies = nullptr;
-    }
-
-    // A second of mjpeg frames at inRate with ffmpeg's timecode arguments. Skips the test when
-    // ffmpeg cannot make it.
+    // A second of mjpeg frames at inRate with ffmpeg's timecode arguments.
     std::string Make(const std::string& inName, const std::string& inRate, const std::string& inArguments)
     {
-        const std::string path = (sMovies->Folder() / (inName + ".mov")).string();
-        std::vector<std::string> command = {
-            "ffmpeg",       "-nostdin",
-            "-hide_banner", "-loglevel",
-            "error",        "-y",
-            "-f",           "lavfi",
-            "-i",           "testsrc=size=64x48:rate=" + inRate + ":duration=1",
-            "-c:v",         "mjpeg"};
+        std::vector<std::string> arguments = {
+            "-f", "lavfi", "-i", "testsrc=size=64x48:rate=" + inRate + ":duration=1", "-c:v", "mjpeg"};
         for (const std::string& argument : SplitArguments(inArguments))
-            command.push_back(argument);
-        command.push_back(path);
-        const CommandResult run = RunCommand(command);
-        if (!run.Succeeded())
-            mSkip = "ffmpeg cannot make " + inName + ": " + run.err;
-        return path;
+            arguments.push_back(argument);
+        return MakeMovie(inName, arguments);
     }
-
-    static json RunJson(const std::vector<std::string>& inArgs)
-    {
-        const CommandResult run = RunTool(inArgs);
-        EXPECT_EQ(run.exitCode, 0) << run.err;
-        return run.exitCode == 0 ? json::parse(run.out) : json();
-    }
-
-    static FfmpegMovies* sMovies;
-    std::string mSkip;
 };
-
-FfmpegMovies* ToolTimecode::sMovies = nullptr;
-
-#define SKIP_IF_NOT_MADE()                                                                                   \
-    if (!mSkip.empty())                                                                                      \
-    GTEST_SKIP() << mSkip
 
 int64_t Integer(const json& inValue)
 {
