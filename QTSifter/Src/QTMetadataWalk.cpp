@@ -14,6 +14,16 @@ namespace QT
 namespace
 {
 
+// Far more items than movies carry (writers put tens). A hostile movie atom holds millions, each
+// a node of an ordered map, which took seconds to open and a gigabyte to keep: a walk that meets a
+// new key when a map is full ends there, as at a malformed item. Keys it holds already still pass.
+constexpr size_t kMostMetadataItems = size_t(1) << 16;
+
+bool NoRoomFor(const MetadataMap& inMap, const std::string& inKey)
+{
+    return inMap.size() >= kMostMetadataItems && !inMap.contains(inKey);
+}
+
 tenacore::debug::TraceSiteCache gMalformedKeySite;
 tenacore::debug::TraceSiteCache gMalformedKeyedItemSite;
 tenacore::debug::TraceSiteCache gMalformedTaggedItemSite;
@@ -121,7 +131,7 @@ void ParseTaggedItems(MovieIndex& ioIndex, const uint8_t* inBuffer, uint64_t inS
         if (BE::U32(at + kItemDataTypeFromItem) != kDataAtom || payload <= 0)
             continue;
         const std::string key(reinterpret_cast<const char*>(at + kItemTagKeyFromItem), kItemTagKeyLength);
-        if (item.size > inEnd - item.position)
+        if (item.size > inEnd - item.position || NoRoomFor(ioIndex.metadataItems, key))
         {
             TraceMalformed(gMalformedTaggedItemSite, "item", key, payload);
             return;
@@ -212,13 +222,14 @@ void ParseKeyedItems(MovieIndex& ioIndex, const WalkRules& inRules, const ChildA
         if (keyIndex < 1 || keyIndex > inKeys.size() || BE::U32(at + kItemDataTypeFromItem) != kDataAtom ||
             payload < 1)
             continue;
-        if (item.End() > inIlst.End())
+        const std::string& key = inKeys[keyIndex - 1];
+        if (item.End() > inIlst.End() || NoRoomFor(ioIndex.metadataKeys, key) ||
+            NoRoomFor(ioIndex.metadataItems, key))
         {
             if (inRules.checkKeyedMetadata)
                 TraceMalformed(gMalformedKeyedItemSite, "item", ordinal, payload);
             return;
         }
-        const std::string& key = inKeys[keyIndex - 1];
         MetadataValue value;
         if (DecodeValue(buffer, at + kItemValueFromItem, payload, BE::I32(at + kItemTypeCodeFromItem), value))
             ioIndex.metadataItems.insert({key, std::move(value)});
