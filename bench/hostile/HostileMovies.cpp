@@ -662,11 +662,11 @@ std::vector<FamilyEntry> Families()
             return OneTrack(b, plan);
         });
 
-    // Compressed: the expansion is as large as the loader accepts (1 GiB), of 8-byte atoms.
-    add("cmov", "a compressed movie atom expanding to 8-byte atoms, up to 1 GiB",
+    // Compressed: the expansion is as large as the loader accepts (256 MiB), of 8-byte atoms.
+    add("cmov", "a compressed movie atom expanding to 8-byte atoms, up to 256 MiB",
         [](uint64_t, uint32_t inEighths)
         {
-            const uint64_t expanded = (uint64_t(1) << 30) / 8 * inEighths;
+            const uint64_t expanded = (uint64_t(256) << 20) / 8 * inEighths;
             Writer inner(expanded);
             inner.Open("moov");
             Mvhd(inner);
@@ -713,6 +713,23 @@ std::vector<FamilyEntry> Families()
                 w.Close();
             };
             return OneTrack(uint64_t(n) + 4096, plan);
+        });
+    add("claim-edit", "up to 2^27 samples in chunks the offset table lacks, an edit keeping two",
+        [](uint64_t, uint32_t e)
+        {
+            TrackPlan plan;
+            const uint32_t n = Claim(uint32_t(1) << 27, e);
+            plan.tables = [=](Writer& w)
+            {
+                // One sample a chunk; the first run spans all n chunks, the offset table holds two.
+                w.Open("stts").FullHeader().U32(1).U32(n).U32(300).Close();
+                w.Open("stsc").FullHeader().U32(2).U32(1).U32(1).U32(1).U32(n + 1).U32(1).U32(1).Close();
+                w.Open("stsz").FullHeader().U32(16).U32(n).Close();
+                w.Open("stco").FullHeader().U32(2).U32(kMediaOffset).U32(kMediaOffset + 16).Close();
+            };
+            plan.trakExtra = [](Writer& w)
+            { w.Open("edts").Open("elst").FullHeader().U32(1).U32(600).U32(0).U32(0x10000).Close().Close(); };
+            return OneTrack(4096, plan);
         });
     add("claim-stsc", "one chunk claiming up to 2^32-1 samples",
         [](uint64_t, uint32_t e)

@@ -249,18 +249,27 @@ void Descriptions(Context& c)
         });
 }
 
+// The sample table with the edits applied: what a player asks for.
 void SampleTable(Context& c)
 {
     EachTrack(c,
               [](QT::IQTTrack& t)
               {
-                  for (const bool ignoreEdits : {false, true})
-                  {
-                      QT::VideoSampleTable samples;
-                      bool variable = false;
-                      Keep(t.MakeVideoSampleTable(ignoreEdits, ignoreEdits, samples, &variable) +
-                           samples.size());
-                  }
+                  QT::VideoSampleTable samples;
+                  bool variable = false;
+                  Keep(t.MakeVideoSampleTable(false, false, samples, &variable) + samples.size());
+              });
+}
+
+// Every sample, the edits ignored, sorted by time: the most a caller can ask for.
+void SampleTableAll(Context& c)
+{
+    EachTrack(c,
+              [](QT::IQTTrack& t)
+              {
+                  QT::VideoSampleTable samples;
+                  bool variable = false;
+                  Keep(t.MakeVideoSampleTable(true, true, samples, &variable) + samples.size());
               });
 }
 
@@ -404,6 +413,7 @@ const std::vector<Named>& Operations()
         {"tracks", TrackFacts},
         {"descriptions", Descriptions},
         {"sampletable", SampleTable},
+        {"sampletable-all", SampleTableAll},
         {"temporal", Temporal},
         {"dependency", Dependency},
         {"audio", Audio},

@@ -197,10 +197,10 @@ TEST(CompressedMovie, ExpandedMovieIsNotCompacted)
     EXPECT_EQ(OpenBytes(FileWith(Cmov(inner))).result, QT::kQTErrNotAMovie);
 }
 
-TEST(CompressedMovie, StatedSizeAboveOneGibIsRefusedWithoutAllocatingIt)
+TEST(CompressedMovie, StatedSizeAboveTwoHundredFiftySixMibIsRefusedWithoutAllocatingIt)
 {
     const Bytes inner = InnerMoov();
-    for (uint32_t stated : {0xFFFFFFFFu, 0x40000001u})
+    for (uint32_t stated : {0xFFFFFFFFu, 0x40000000u, 0x10000001u})
     {
         AllocationWatch watch;
         EXPECT_EQ(OpenBytes(FileWith(Cmov(inner, stated))).result, QT::kQTErrNotAMovie) << stated;
@@ -208,10 +208,10 @@ TEST(CompressedMovie, StatedSizeAboveOneGibIsRefusedWithoutAllocatingIt)
     }
 }
 
-TEST(CompressedMovie, StatedSizeOfOneGibOverATinyStreamExpandsToTheRealLength)
+TEST(CompressedMovie, StatedSizeOfTwoHundredFiftySixMibOverATinyStreamExpandsToTheRealLength)
 {
     const Bytes inner = InnerMoov();
-    for (uint32_t stated : {0x20000000u, 0x40000000u})
+    for (uint32_t stated : {0x08000000u, 0x10000000u})
     {
         AllocationWatch watch;
         const Probe probe = ProbeMakeMovie(FileWith(Cmov(inner, stated)));
