@@ -69,10 +69,12 @@ public:
                     PassOverStretch(stretch);
                 else
                     KeepStretch(stretch);
+                ++mCounts.stretches;
                 sample += stretch.count;
                 continue;
             }
             const Step step = StepOne(sample);
+            ++mCounts.singleSteps;
             if (step == Step::TablesEnded)
                 break;
             if (step == Step::PlaceFailed)
@@ -83,6 +85,7 @@ public:
     }
 
     bool Variable() const { return mVariable; }
+    const SamplePassCounts& Counts() const { return mCounts; }
 
 private:
     uint32_t SizeOf(uint32_t inSample) const
@@ -159,37 +162,39 @@ private:
         bool isSync = false;
         count = std::min<uint64_t>(count, mDurations.SamplesLeftInEntry(inSample, duration));
         count = std::min<uint64_t>(count, mSync.SamplesAlike(inSample, isSync));
-        // A negative duration could bring the decode time back inside the edit.
-        if (count == 0 || (duration & 0x80000000u) != 0)
+        if (count == 0 || (mEdit.apply && inSample == mEdit.firstIndex))
             return false;
-        bool leftOut = false;
-        if (mEdit.apply)
+        const bool leftOut = mEdit.apply && (inSample < mEdit.firstIndex || mDecodeTime >= mEdit.endTime);
+        if (leftOut)
+            count = std::min<uint64_t>(count, SamplesLeftOut(inSample, duration));
+        else
         {
-            if (inSample == mEdit.firstIndex)
+            // A negative duration could take a kept sample's decode time out of the edit and back.
+            if ((duration & 0x80000000u) != 0)
                 return false;
-            if (inSample < mEdit.firstIndex)
-            {
-                leftOut = true;
-                count = std::min<uint64_t>(count, mEdit.firstIndex - inSample);
-            }
-            else if (mDecodeTime >= mEdit.endTime)
-            {
-                // Later samples stay out until the decode time wraps past 2^64, as it can after a
-                // negative duration.
-                leftOut = true;
-                if (duration != 0)
-                    count = std::min<uint64_t>(count, (UINT64_MAX - mDecodeTime) / duration + 1);
-            }
-            else if (duration != 0)
+            if (mEdit.apply && duration != 0)
                 count = std::min<uint64_t>(count, (mEdit.endTime - mDecodeTime) / duration);
-        }
-        if (!leftOut)
             count = std::min<uint64_t>(count, mMaxSamples - mKeptCount);
+        }
         outStretch = {inSample, 0, duration, isSync, leftOut, {}, 0};
         count =
             std::min<uint64_t>(count, SamplesPlaceable(inSample, outStretch.ahead, outStretch.bytesBefore));
         outStretch.count = uint32_t(count);
         return count != 0;
+    }
+
+    // How many samples from inSample, the edit leaving it out, are left out in a row when each
+    // lasts inDuration: all up to the edit's first sample; past the edit's end, until the decode
+    // time comes back under the end (a negative duration) or wraps past 2^64.
+    uint64_t SamplesLeftOut(uint32_t inSample, uint32_t inDuration) const
+    {
+        if (inSample < mEdit.firstIndex)
+            return mEdit.firstIndex - inSample;
+        if (inDuration == 0)
+            return UINT64_MAX;
+        if ((inDuration & 0x80000000u) != 0)
+            return (mDecodeTime - mEdit.endTime) / (0 - Widened(inDuration)) + 1;
+        return (UINT64_MAX - mDecodeTime) / inDuration + 1;
     }
 
     // How many samples from inSample on can be placed without the cursors: inside the run in hand,
@@ -379,19 +384,23 @@ private:
     uint32_t mKeptCount = 0;
     uint32_t mFirstKeptDuration = 0;
     bool mVariable = false;
+    SamplePassCounts mCounts;
 };
 
 } // namespace
 
 uint32_t RunVideoSamplePass(const TrackItem& inItem, const ByteRange& inBuffer, uint32_t inSampleCount,
                             const SamplePassEdit& inEdit, uint32_t inMaxSamples, SamplePassStride inStride,
-                            VideoSampleTable& ioSamples, bool& outVariableDuration)
+                            VideoSampleTable& ioSamples, bool& outVariableDuration,
+                            SamplePassCounts* outCounts)
 {
     outVariableDuration = false;
     VideoSamplePass pass(inItem, inBuffer, inSampleCount, inEdit, inMaxSamples, ioSamples);
     if (!pass.SizesCoverEverySample())
         return kQTErrBadSampleTable;
     const uint32_t result = pass.Run(inStride);
+    if (outCounts)
+        *outCounts = pass.Counts();
     if (result == kQTSuccess)
         outVariableDuration = pass.Variable();
     return result;

@@ -270,6 +270,73 @@ TEST(VideoSamplePass, FailedChunkLookupKeepsWhatWasAppended)
     EXPECT_FALSE(variable);
 }
 
+// Samples the edit leaves out cost a stretch a run, however many the tables claim: 2^27 constant-
+// size samples of one chunk each, in chunks the offset table lacks but for two.
+class LeftOutSamples : public ::testing::Test
+{
+protected:
+    static constexpr uint32_t kClaimed = 1u << 27;
+
+    static BuiltTables Tables(const std::vector<SttsEntry>& inDurations)
+    {
+        return BuiltTables({Stts(inDurations), Stsc({{1, 1, 1}, {kClaimed + 1, 1, 1}}),
+                            Stsz(16, {}, kClaimed), Stco({1000, 2000})},
+                           false);
+    }
+
+    QT::SamplePassCounts Run(const BuiltTables& inTables, const QT::SamplePassEdit& inEdit)
+    {
+        QT::SamplePassCounts counts;
+        bool variable = false;
+        result = QT::RunVideoSamplePass(inTables.item, inTables.Range(), kClaimed, inEdit, 0xFFFFFFFFu,
+                                        QT::SamplePassStride::RunByRun, records, variable, &counts);
+        return counts;
+    }
+
+    uint32_t result = 0;
+    VideoSampleTable records;
+    AssertCounter reports;
+};
+
+TEST_F(LeftOutSamples, PastTheEditsEndTakeAStretch)
+{
+    const QT::SamplePassCounts counts = Run(Tables({{kClaimed, 300}}), {true, 0, 0, 600});
+    EXPECT_EQ(result, kQTSuccess);
+    ASSERT_EQ(records.size(), 2u);
+    EXPECT_EQ(records[1].fileOffset, 2000u);
+    EXPECT_LE(counts.singleSteps + counts.stretches, 4u);
+}
+
+TEST_F(LeftOutSamples, BeforeTheEditsFirstSampleTakeAStretch)
+{
+    const QT::SamplePassCounts counts = Run(Tables({{kClaimed, 1}}), {true, kClaimed - 1, 0, 0xFFFFFFFFu});
+    EXPECT_EQ(result, kQTSuccess);
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].fileOffset, 0u); // its chunk is past the table
+    EXPECT_LE(counts.singleSteps + counts.stretches, 4u);
+}
+
+TEST_F(LeftOutSamples, OfANegativeDurationTakeAStretchUntilTheyComeBackIntoTheEdit)
+{
+    // Two samples of 300 are kept; the rest last -2^31 each. The decode time of sample 2 is 600,
+    // at the edit's end, and sample 3's wraps below 0: both out, and every later one, as the time
+    // never comes back under 600 before the samples end.
+    const QT::SamplePassCounts counts =
+        Run(Tables({{2, 300}, {kClaimed - 2, 0x80000000u}}), {true, 0, 0, 600});
+    EXPECT_EQ(result, kQTSuccess);
+    EXPECT_EQ(records.size(), 2u);
+    EXPECT_LE(counts.singleSteps + counts.stretches, 6u);
+}
+
+TEST_F(LeftOutSamples, KeptInChunksTheTableLacksTakeAStretchAndOneReport)
+{
+    const QT::SamplePassCounts counts = Run(Tables({{kClaimed, 1}}), {true, 0, 0, 1u << 20});
+    EXPECT_EQ(result, kQTSuccess);
+    EXPECT_EQ(records.size(), 1u << 20);
+    EXPECT_EQ(reports.count, 1);
+    EXPECT_LE(counts.singleSteps + counts.stretches, 6u);
+}
+
 // The cursors' look-aheads answer what their steps would.
 
 TEST(TimeToSampleCursor, SamplesLeftInEntryAreThoseNextAnswersWithoutMoving)

@@ -30,13 +30,23 @@ enum class SamplePassStride
     RunByRun,
 };
 
+// How a pass went: the samples that took a step of their own through every cursor, and the
+// stretches taken whole. A file's claims can make the first large only with samples that are kept.
+struct SamplePassCounts
+{
+    uint64_t singleSteps = 0;
+    uint64_t stretches = 0;
+};
+
 // Appends a record for each sample below inSampleCount that the edit keeps, at most inMaxSamples,
 // in decode order. The size table must cover every sample (checked: 0xA0800007 otherwise). A lookup
 // in the sample-to-chunk table that fails ends the pass with 0xFFFFFFFF, what was appended staying.
-// outVariableDuration says whether the kept durations differ.
+// outVariableDuration says whether the kept durations differ; outCounts, when given, how the pass
+// went.
 [[nodiscard]] uint32_t RunVideoSamplePass(const TrackItem& inItem, const ByteRange& inBuffer,
                                           uint32_t inSampleCount, const SamplePassEdit& inEdit,
                                           uint32_t inMaxSamples, SamplePassStride inStride,
-                                          VideoSampleTable& ioSamples, bool& outVariableDuration);
+                                          VideoSampleTable& ioSamples, bool& outVariableDuration,
+                                          SamplePassCounts* outCounts = nullptr);
 
 } // namespace QT
