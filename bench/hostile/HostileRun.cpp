@@ -249,28 +249,28 @@ void Descriptions(Context& c)
         });
 }
 
-// The sample table with the edits applied: what a player asks for.
-void SampleTable(Context& c)
+// The sample table with the edits applied (what a player asks for), or of every sample, the edits
+// ignored and sorted by time (the most a caller can ask for).
+void SampleTableOf(Context& c, bool inEverySample)
 {
     EachTrack(c,
-              [](QT::IQTTrack& t)
+              [inEverySample](QT::IQTTrack& t)
               {
                   QT::VideoSampleTable samples;
                   bool variable = false;
-                  Keep(t.MakeVideoSampleTable(false, false, samples, &variable) + samples.size());
+                  Keep(t.MakeVideoSampleTable(inEverySample, inEverySample, samples, &variable) +
+                       samples.size());
               });
 }
 
-// Every sample, the edits ignored, sorted by time: the most a caller can ask for.
+void SampleTable(Context& c)
+{
+    SampleTableOf(c, false);
+}
+
 void SampleTableAll(Context& c)
 {
-    EachTrack(c,
-              [](QT::IQTTrack& t)
-              {
-                  QT::VideoSampleTable samples;
-                  bool variable = false;
-                  Keep(t.MakeVideoSampleTable(true, true, samples, &variable) + samples.size());
-              });
+    SampleTableOf(c, true);
 }
 
 void Temporal(Context& c)
