@@ -2,10 +2,10 @@
 #include <memory>
 #include <string>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "Command.h"
+#include "CommandOptions.h"
 #include "Failure.h"
 #include "ListWriter.h"
 #include "OpenMovie.h"
@@ -26,7 +26,7 @@ struct AudioMapOptions
     bool json = false;
 };
 
-constexpr std::string_view kColumns[] = {"sampleCount", "position", "fileOffset"};
+constexpr std::string_view kChannelColumns[] = {"sampleCount", "position", "fileOffset"};
 
 // What a user can make of a refused map. The unsupported code has two causes, told apart by
 // description 0, which governs the whole map.
@@ -66,7 +66,7 @@ int RunAudioMap(const AudioMapOptions& inOptions)
     out.Fact("keyByFileOffset", Cell::Boolean(inOptions.keyByOffset));
     out.Fact("sampleRate", Cell::Unsigned(track->GetAudioMediaSampleRate(0)));
     out.Fact("rangeCount", Cell::Unsigned(ranges.size()));
-    out.BeginList("ranges", kColumns);
+    out.BeginList("ranges", kChannelColumns);
     for (const auto& [key, range] : ranges)
     {
         const Cell row[] = {Cell::Unsigned(range.mSampleCount), Cell::Unsigned(range.mPosition),
@@ -86,13 +86,13 @@ Command AudioMapCommand()
     return {
         "audio-map",
         "List a sound track's runs of frames in the file over its edit: frame count, position, file offset",
-        [options](CLI::App& ioCommand)
+        [options](CommandOptions& ioOptions)
         {
-            ioCommand.add_option("file", options->path, "Movie file")->required();
-            ioCommand.add_option("--track", options->track, "Track index, from 0")->required();
-            ioCommand.add_flag("--key-by-offset", options->keyByOffset,
-                               "Key the runs by file offset, and list them in that order");
-            ioCommand.add_flag("--json", options->json, "Print one JSON object");
+            ioOptions.File(options->path);
+            ioOptions.Track(options->track);
+            ioOptions.Flag("--key-by-offset", options->keyByOffset,
+                           "Key the runs by file offset, and list them in that order");
+            ioOptions.Flag("--json", options->json, "Print one JSON object");
         },
         [options] { return RunAudioMap(*options); }};
 }

@@ -2,10 +2,10 @@
 #include <memory>
 #include <string>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "Command.h"
+#include "CommandOptions.h"
 #include "Failure.h"
 #include "ListWriter.h"
 #include "MovieFacts.h"
@@ -28,8 +28,8 @@ struct CaptionsOptions
     bool json = false;
 };
 
-constexpr std::string_view kColumns[] = {"time",           "fileOffset",       "length",
-                                         "hasSecondField", "secondFileOffset", "secondLength"};
+constexpr std::string_view kCaptionColumns[] = {"time",           "fileOffset",       "length",
+                                                "hasSecondField", "secondFileOffset", "secondLength"};
 
 int RunCaptions(const CaptionsOptions& inOptions)
 {
@@ -53,7 +53,7 @@ int RunCaptions(const CaptionsOptions& inOptions)
     out.Fact("keyByFileOffset", Cell::Boolean(inOptions.keyByOffset));
     out.Fact("frameDuration", Cell::Unsigned(track->GetCaptionMediaFrameDuration()));
     out.Fact("entryCount", Cell::Unsigned(captions.size()));
-    out.BeginList("entries", kColumns);
+    out.BeginList("entries", kCaptionColumns);
     for (const auto& [key, caption] : captions)
     {
         const Cell row[] = {Cell::Unsigned(caption.mTime),
@@ -77,13 +77,13 @@ Command CaptionsCommand()
     return {
         "captions",
         "List a closed caption track's captions over its edit: time, file offset and length of each field",
-        [options](CLI::App& ioCommand)
+        [options](CommandOptions& ioOptions)
         {
-            ioCommand.add_option("file", options->path, "Movie file")->required();
-            ioCommand.add_option("--track", options->track, "Track index, from 0")->required();
-            ioCommand.add_flag("--key-by-offset", options->keyByOffset,
-                               "Key the captions by file offset, and list them in that order");
-            ioCommand.add_flag("--json", options->json, "Print one JSON object");
+            ioOptions.File(options->path);
+            ioOptions.Track(options->track);
+            ioOptions.Flag("--key-by-offset", options->keyByOffset,
+                           "Key the captions by file offset, and list them in that order");
+            ioOptions.Flag("--json", options->json, "Print one JSON object");
         },
         [options] { return RunCaptions(*options); }};
 }

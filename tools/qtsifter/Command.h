@@ -4,13 +4,10 @@
 #include <string>
 #include <vector>
 
-namespace CLI
-{
-class App;
-}
-
 namespace qtsifter
 {
+
+class CommandOptions;
 
 // One command of the tool: its name and one-line help, how it adds its options to its own
 // subcommand, and what it runs once they are parsed. The run returns the exit status; it reports
@@ -19,7 +16,7 @@ struct Command
 {
     std::string name;
     std::string help;
-    std::function<void(CLI::App&)> addOptions;
+    std::function<void(CommandOptions&)> addOptions;
     std::function<int()> run;
 };
 

@@ -2,9 +2,8 @@
 #include <memory>
 #include <string>
 
-#include <CLI/CLI.hpp>
-
 #include "Command.h"
+#include "CommandOptions.h"
 #include "Failure.h"
 #include "IQTMovieFixer.h"
 #include "ListWriter.h"
@@ -66,12 +65,12 @@ Command FixCommand()
     return {"fix",
             "Disarm the sample dependency table (sdtp) of the first enabled video track: say where "
             "\"skip\" would be written over its type, or write it with --in-place",
-            [options](CLI::App& ioCommand)
+            [options](CommandOptions& ioOptions)
             {
-                ioCommand.add_option("file", options->path, "Movie file")->required();
-                ioCommand.add_flag("--in-place", options->inPlace,
-                                   "Write the four bytes into the file; the only change the tool ever makes");
-                ioCommand.add_flag("--json", options->json, "Print one JSON object");
+                ioOptions.File(options->path);
+                ioOptions.Flag("--in-place", options->inPlace,
+                               "Write the four bytes into the file; the only change the tool ever makes");
+                ioOptions.Flag("--json", options->json, "Print one JSON object");
             },
             [options] { return RunFix(*options); }};
 }

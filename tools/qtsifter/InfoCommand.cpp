@@ -2,11 +2,11 @@
 #include <memory>
 #include <string>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "Command.h"
+#include "CommandOptions.h"
 #include "Failure.h"
 #include "FileFacts.h"
 #include "MediaKinds.h"
@@ -97,10 +97,10 @@ Command InfoCommand()
 {
     auto options = std::make_shared<InfoOptions>();
     return {"info", "Print a movie's summary, then every fact of the movie, its metadata and its tracks",
-            [options](CLI::App& ioCommand)
+            [options](CommandOptions& ioOptions)
             {
-                ioCommand.add_option("file", options->path, "Movie file")->required();
-                ioCommand.add_flag("--json", options->json, "Print one JSON object");
+                ioOptions.File(options->path);
+                ioOptions.Flag("--json", options->json, "Print one JSON object");
             },
             [options] { return RunInfo(*options); }};
 }

@@ -5,9 +5,8 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-
 #include "Command.h"
+#include "CommandOptions.h"
 #include "Failure.h"
 #include "ListWriter.h"
 #include "OpenMovie.h"
@@ -134,16 +133,15 @@ Command RefsCommand()
     return {"refs",
             "List the files a movie's tracks refer to; with --resolve or --validate look for them on this "
             "machine",
-            [options](CLI::App& ioCommand)
+            [options](CommandOptions& ioOptions)
             {
-                ioCommand.add_option("file", options->path, "Movie file")->required();
-                ioCommand.add_flag(
-                    "--resolve", options->resolve,
-                    "Find each video, sound and timecode track's file (probes the file system)");
-                ioCommand.add_flag("--validate", options->validate,
-                                   "Say whether every referenced file can be found (probes the file system, "
-                                   "network shares included)");
-                ioCommand.add_flag("--json", options->json, "Print one JSON object");
+                ioOptions.File(options->path);
+                ioOptions.Flag("--resolve", options->resolve,
+                               "Find each video, sound and timecode track's file (probes the file system)");
+                ioOptions.Flag("--validate", options->validate,
+                               "Say whether every referenced file can be found (probes the file system, "
+                               "network shares included)");
+                ioOptions.Flag("--json", options->json, "Print one JSON object");
             },
             [options] { return RunRefs(*options); }};
 }

@@ -3,10 +3,10 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "Command.h"
+#include "CommandOptions.h"
 #include "Failure.h"
 #include "FileFacts.h"
 #include "ListWriter.h"
@@ -30,7 +30,7 @@ struct SamplesOptions
     uint32_t max = 0xFFFFFFFF;
 };
 
-constexpr std::string_view kColumns[] = {"fileOffset", "size", "duration", "startTime", "isSync"};
+constexpr std::string_view kSampleColumns[] = {"fileOffset", "size", "duration", "startTime", "isSync"};
 
 // The library never reads media, so whether the samples are in the file is checked here.
 void CheckSamplesInFile(const std::string& inPath, const QT::VideoSampleTable& inSamples)
@@ -84,7 +84,7 @@ int RunSamples(const SamplesOptions& inOptions)
     out.Fact("sampleCount", Cell::Unsigned(samples.size()));
     out.Fact("mediaTimeScale", Cell::Unsigned(track->GetMediaTimeScale()));
     out.Fact("variableDuration", Cell::Boolean(variable));
-    out.BeginList("samples", kColumns);
+    out.BeginList("samples", kSampleColumns);
     for (const QT::VideoSampleRecord& sample : samples)
     {
         const Cell row[] = {Cell::Unsigned(sample.fileOffset), Cell::Unsigned(sample.size),
@@ -105,16 +105,15 @@ Command SamplesCommand()
 {
     auto options = std::make_shared<SamplesOptions>();
     return {"samples", "List a video track's samples: file offset, size, duration, start time, sync",
-            [options](CLI::App& ioCommand)
+            [options](CommandOptions& ioOptions)
             {
-                ioCommand.add_option("file", options->path, "Movie file")->required();
-                ioCommand.add_option("--track", options->track, "Track index, from 0")->required();
-                ioCommand.add_flag("--ignore-edits", options->ignoreEdits,
-                                   "Take every sample, ignoring the edit list");
-                ioCommand.add_option("--max", options->max, "Keep at most this many samples (at least 1)")
-                    ->check(CLI::Range(1u, 0xFFFFFFFFu));
-                ioCommand.add_flag("--sort", options->sort, "Sort the samples by start time");
-                ioCommand.add_flag("--json", options->json, "Print one JSON object");
+                ioOptions.File(options->path);
+                ioOptions.Track(options->track);
+                ioOptions.Flag("--ignore-edits", options->ignoreEdits,
+                               "Take every sample, ignoring the edit list");
+                ioOptions.Count("--max", options->max, "Keep at most this many samples (at least 1)");
+                ioOptions.Flag("--sort", options->sort, "Sort the samples by start time");
+                ioOptions.Flag("--json", options->json, "Print one JSON object");
             },
             [options] { return RunSamples(*options); }};
 }

@@ -3,10 +3,10 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "Command.h"
+#include "CommandOptions.h"
 #include "Failure.h"
 #include "ListWriter.h"
 #include "LookThrough.h"
@@ -27,9 +27,9 @@ struct TemporalOptions
     bool json = false;
 };
 
-constexpr std::string_view kColumns[] = {"decodeOffset",    "backwardReference", "forwardReference",
-                                         "dependencyFlags", "dependsOnOthers",   "isDependedOn",
-                                         "isLeading",       "hasRedundancy"};
+constexpr std::string_view kTemporalColumns[] = {"decodeOffset",    "backwardReference", "forwardReference",
+                                                 "dependencyFlags", "dependsOnOthers",   "isDependedOn",
+                                                 "isLeading",       "hasRedundancy"};
 
 // The sdtp byte's four two-bit fields, high to low: leading, depends on, depended on, redundancy.
 // Each is 0 unknown, 1 yes, 2 no; leading 3 is "leading, but decodable".
@@ -81,7 +81,7 @@ int RunTemporal(const TemporalOptions& inOptions)
     out.Fact("result", Cell::Unsigned(result));
     out.Fact("track", Cell::Unsigned(inOptions.track));
     out.Fact("recordCount", Cell::Unsigned(table.size()));
-    out.BeginList("records", kColumns);
+    out.BeginList("records", kTemporalColumns);
     for (const QT::VideoTemporalReference& record : table)
     {
         const unsigned flags = record.dependencyFlags;
@@ -102,11 +102,11 @@ Command TemporalCommand()
 {
     auto options = std::make_shared<TemporalOptions>();
     return {"temporal", "List a video track's decode order, frame references and dependency flags",
-            [options](CLI::App& ioCommand)
+            [options](CommandOptions& ioOptions)
             {
-                ioCommand.add_option("file", options->path, "Movie file")->required();
-                ioCommand.add_option("--track", options->track, "Track index, from 0")->required();
-                ioCommand.add_flag("--json", options->json, "Print one JSON object");
+                ioOptions.File(options->path);
+                ioOptions.Track(options->track);
+                ioOptions.Flag("--json", options->json, "Print one JSON object");
             },
             [options] { return RunTemporal(*options); }};
 }

@@ -2,10 +2,10 @@
 #include <memory>
 #include <string>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "Command.h"
+#include "CommandOptions.h"
 #include "Failure.h"
 #include "MediaKinds.h"
 #include "OpenMovie.h"
@@ -63,11 +63,11 @@ Command TimecodeCommand()
     return {
         "timecode",
         "Print a timecode track's counting rules, source name, sample location, first frame and its timecode",
-        [options](CLI::App& ioCommand)
+        [options](CommandOptions& ioOptions)
         {
-            ioCommand.add_option("file", options->path, "Movie file")->required();
-            ioCommand.add_option("--track", options->track, "Track index, from 0")->required();
-            ioCommand.add_flag("--json", options->json, "Print one JSON object");
+            ioOptions.File(options->path);
+            ioOptions.Track(options->track);
+            ioOptions.Flag("--json", options->json, "Print one JSON object");
         },
         [options] { return RunTimecode(*options); }};
 }

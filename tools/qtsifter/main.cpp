@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include "Command.h"
+#include "CommandOptions.h"
 #include "Failure.h"
 #include "tenacore/debug.h"
 
@@ -91,7 +92,8 @@ int main(int argc, char** argv)
     for (const Command& command : table)
     {
         CLI::App* sub = app.add_subcommand(command.name, command.help);
-        command.addOptions(*sub);
+        qtsifter::CommandOptions options(*sub);
+        command.addOptions(options);
         commands.emplace_back(sub, &command);
     }
     std::string helpTopic;
