@@ -22,23 +22,6 @@ using tenacore::classref::InterfaceRef;
 namespace
 {
 
-// ffprobe prints some integers as JSON strings (pos, size, sample_rate) and others as numbers.
-int64_t Integer(const nlohmann::json& inValue)
-{
-    return inValue.is_string() ? std::stoll(inValue.get<std::string>()) : inValue.get<int64_t>();
-}
-
-uint32_t ReadU32(const Bytes& inBytes, size_t inAt)
-{
-    if (inAt > inBytes.size() || inBytes.size() - inAt < 4)
-    {
-        ADD_FAILURE() << "a 32-bit read at " << inAt << " runs past " << inBytes.size() << " bytes";
-        return 0;
-    }
-    return uint32_t(inBytes[inAt]) << 24 | uint32_t(inBytes[inAt + 1]) << 16 |
-           uint32_t(inBytes[inAt + 2]) << 8 | uint32_t(inBytes[inAt + 3]);
-}
-
 // Where the atom of type inType starts inside moov, searched byte by byte; the movies made here
 // have one track, so the first match is that track's. npos when there is none.
 size_t FindInMoov(const Bytes& inBytes, const char (&inType)[5])
@@ -129,20 +112,20 @@ std::vector<ProbedPacket> PacketsOf(const nlohmann::json& inReport, int inStream
     std::vector<ProbedPacket> packets;
     for (const nlohmann::json& packet : inReport.at("packets"))
         if (packet.at("stream_index").get<int>() == inStream)
-            packets.push_back({Integer(packet.at("pts")), uint64_t(Integer(packet.at("pos"))),
-                               uint64_t(Integer(packet.at("size")))});
+            packets.push_back({FfprobeInteger(packet.at("pts")), uint64_t(FfprobeInteger(packet.at("pos"))),
+                               uint64_t(FfprobeInteger(packet.at("size")))});
     return packets;
 }
 
 // The edit of stream inStream as ffprobe's trace tells it, from the line "Processing st: N, edit
 // list 0 - media time: T, duration: D", where D is already in media ticks.
-struct TracedEdit
+struct TracedAudioEdit
 {
     int64_t mediaTime = 0;
     int64_t mediaDuration = 0;
 };
 
-std::optional<TracedEdit> FirstTracedEdit(const std::string& inTrace, int inStream)
+std::optional<TracedAudioEdit> FirstTracedEdit(const std::string& inTrace, int inStream)
 {
     const std::string key = "Processing st: " + std::to_string(inStream) + ", edit list 0 - media time: ";
     std::istringstream lines(inTrace);
@@ -155,8 +138,8 @@ std::optional<TracedEdit> FirstTracedEdit(const std::string& inTrace, int inStre
         const size_t durationAt = line.find(", duration: ", at);
         if (durationAt == std::string::npos)
             return std::nullopt;
-        return TracedEdit{std::stoll(line.substr(at + key.size())),
-                          std::stoll(line.substr(durationAt + std::string(", duration: ").size()))};
+        return TracedAudioEdit{std::stoll(line.substr(at + key.size())),
+                               std::stoll(line.substr(durationAt + std::string(", duration: ").size()))};
     }
     return std::nullopt;
 }
@@ -182,8 +165,7 @@ protected:
         if (found == sOwnMovies.end())
         {
             const std::filesystem::path path = sMovies->Folder() / (inName + ".mov");
-            std::vector<std::string> command = {"ffmpeg",    "-nostdin", "-hide_banner",
-                                                "-loglevel", "error",    "-y"};
+            std::vector<std::string> command = FfmpegCommand();
             for (std::string& argument : SplitArguments(inArguments + " " + std::string(kStableFlags)))
                 command.push_back(std::move(argument));
             command.push_back(path.string());
@@ -293,11 +275,12 @@ TEST_P(RealAudioPcm, FormatRateChannelsAndBitsAgreeWithFfprobe)
 
     EXPECT_EQ(QT::FourCCText(track->GetAudioMediaDataFormat(0)), param.format);
     EXPECT_TRUE(track->IsAudioMediaUncompressed(0));
-    EXPECT_EQ(int64_t(track->GetAudioMediaSampleRate(0)), Integer(stream.at("sample_rate")));
-    EXPECT_EQ(int64_t(track->GetAudioMediaNumChannels(0)), Integer(stream.at("channels")));
-    EXPECT_EQ(int64_t(track->GetAudioMediaBitsPerSample(0)), Integer(stream.at("bits_per_sample")));
+    EXPECT_EQ(int64_t(track->GetAudioMediaSampleRate(0)), FfprobeInteger(stream.at("sample_rate")));
+    EXPECT_EQ(int64_t(track->GetAudioMediaNumChannels(0)), FfprobeInteger(stream.at("channels")));
+    EXPECT_EQ(int64_t(track->GetAudioMediaBitsPerSample(0)), FfprobeInteger(stream.at("bits_per_sample")));
     // No padding in ffmpeg's PCM: the packed size is the sample size.
-    EXPECT_EQ(int64_t(track->GetAudioMediaPackedBitsPerSample(0)), Integer(stream.at("bits_per_sample")));
+    EXPECT_EQ(int64_t(track->GetAudioMediaPackedBitsPerSample(0)),
+              FfprobeInteger(stream.at("bits_per_sample")));
 }
 
 INSTANTIATE_TEST_SUITE_P(RealAudio, RealAudioPcm, ::testing::ValuesIn(PcmCases()),
@@ -371,7 +354,7 @@ TEST_P(RealAudioChannels, ChannelMapFollowsTheChanAtom)
         return;
 
     EXPECT_EQ(stream.at("channel_layout").get<std::string>(), param.layout);
-    EXPECT_EQ(int64_t(track->GetAudioMediaNumChannels(0)), Integer(stream.at("channels")));
+    EXPECT_EQ(int64_t(track->GetAudioMediaNumChannels(0)), FfprobeInteger(stream.at("channels")));
 
     // What ffmpeg wrote: where chan lies and what it holds.
     const auto entry = FirstSoundEntry(bytes);
@@ -427,8 +410,8 @@ TEST_F(RealAudioAac, PassesThroughAsMp4aAndIsNotUncompressed)
     EXPECT_EQ(QT::FourCCText(track->GetAudioMediaRawDataFormat(0)), "mp4a");
     EXPECT_EQ(QT::FourCCText(track->GetAudioMediaDataFormat(0)), "mp4a");
     EXPECT_FALSE(track->IsAudioMediaUncompressed(0));
-    EXPECT_EQ(int64_t(track->GetAudioMediaSampleRate(0)), Integer(stream.at("sample_rate")));
-    EXPECT_EQ(int64_t(track->GetAudioMediaNumChannels(0)), Integer(stream.at("channels")));
+    EXPECT_EQ(int64_t(track->GetAudioMediaSampleRate(0)), FfprobeInteger(stream.at("sample_rate")));
+    EXPECT_EQ(int64_t(track->GetAudioMediaNumChannels(0)), FfprobeInteger(stream.at("channels")));
 }
 
 // Packets of 1024 frames and a shorter last one give stts two entries; the map is built only for
@@ -475,8 +458,8 @@ protected:
         ASSERT_TRUE(track->IsAudioMediaUncompressed(0));
         bytesPerFrame =
             uint64_t(track->GetAudioMediaBitsPerSample(0) / 8) * uint64_t(track->GetAudioMediaNumChannels(0));
-        ASSERT_EQ(bytesPerFrame,
-                  uint64_t(Integer(stream.at("bits_per_sample")) / 8 * Integer(stream.at("channels"))));
+        ASSERT_EQ(bytesPerFrame, uint64_t(FfprobeInteger(stream.at("bits_per_sample")) / 8 *
+                                          FfprobeInteger(stream.at("channels"))));
     }
 
     // Both keys give the same entries; positions run on from 0 by the counts, in playing order.

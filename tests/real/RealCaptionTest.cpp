@@ -24,11 +24,6 @@ using tenacore::classref::InterfaceRef;
 namespace
 {
 
-int64_t Integer(const nlohmann::json& inValue)
-{
-    return inValue.is_string() ? std::stoll(inValue.get<std::string>()) : inValue.get<int64_t>();
-}
-
 // Four captions: a pop-on line, its clear, a second line, its clear.
 constexpr const char* kScenarist =
     "Scenarist_SCC V1.0\n\n"
@@ -63,12 +58,8 @@ protected:
             std::ofstream(scc, std::ios::binary) << kScenarist;
             std::ofstream(srt, std::ios::binary) << "1\n00:00:00,000 --> 00:00:00,500\nHello\n";
             const std::filesystem::path moviePath = sMovies->Folder() / (inName + ".mov");
-            std::vector<std::string> command = {
-                "ffmpeg",       "-nostdin",
-                "-hide_banner", "-loglevel",
-                "error",        "-y",
-                "-f",           "lavfi",
-                "-i",           "testsrc=size=64x48:rate=30000/1001:duration=" + inSeconds};
+            std::vector<std::string> command = FfmpegCommand(
+                {"-f", "lavfi", "-i", "testsrc=size=64x48:rate=30000/1001:duration=" + inSeconds});
             for (std::string& argument : SplitArguments(inSecondInput))
                 command.push_back(argument == "{scc}"   ? scc.string()
                                   : argument == "{srt}" ? srt.string()
@@ -111,9 +102,10 @@ protected:
         const nlohmann::json report = nlohmann::json::parse(run.out);
         EXPECT_TRUE(report.contains("packets")) << run.out;
         for (const nlohmann::json& packet : report.value("packets", nlohmann::json::array()))
-            packets.push_back(
-                {Integer(packet.at("pts")), Integer(packet.value("duration", nlohmann::json(0))),
-                 uint64_t(Integer(packet.at("pos"))), uint64_t(Integer(packet.at("size"))) / 3});
+            packets.push_back({FfprobeInteger(packet.at("pts")),
+                               FfprobeInteger(packet.value("duration", nlohmann::json(0))),
+                               uint64_t(FfprobeInteger(packet.at("pos"))),
+                               uint64_t(FfprobeInteger(packet.at("size"))) / 3});
         return packets;
     }
 

@@ -135,9 +135,8 @@ protected:
         folder = MakeTempFolder();
         const std::filesystem::path made = folder / "made.mov";
         const CommandResult run =
-            RunCommand({"ffmpeg", "-nostdin", "-hide_banner", "-loglevel", "error", "-y", "-f", "lavfi", "-i",
-                        "testsrc=size=64x48:rate=10:duration=1", "-map", "0:v", "-map", "0:v", "-c:v",
-                        "mjpeg", made.string()});
+            RunCommand(FfmpegCommand({"-f", "lavfi", "-i", "testsrc=size=64x48:rate=10:duration=1", "-map",
+                                      "0:v", "-map", "0:v", "-c:v", "mjpeg", made.string()}));
         if (!run.Succeeded())
             GTEST_SKIP() << "ffmpeg cannot make the movie: " << run.err;
         const Bytes bytes = ReadFileBytes(made);

@@ -18,20 +18,6 @@ using tenacore::classref::InterfaceRef;
 namespace
 {
 
-uint32_t ReadU32(const Bytes& inBytes, uint64_t inPos)
-{
-    return uint32_t(inBytes.at(inPos)) << 24 | uint32_t(inBytes.at(inPos + 1)) << 16 |
-           uint32_t(inBytes.at(inPos + 2)) << 8 | uint32_t(inBytes.at(inPos + 3));
-}
-
-std::string TypeText(uint32_t inType)
-{
-    std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        text += char(inType >> shift & 0xFF);
-    return text;
-}
-
 std::string Text(const Bytes& inBytes, uint64_t inStart, uint64_t inLength)
 {
     return std::string(inBytes.begin() + int64_t(inStart), inBytes.begin() + int64_t(inStart + inLength));
@@ -99,7 +85,7 @@ TEST_F(RealMetadata, NamedItemsOfAnMp4CarryFfprobesTags)
     ASSERT_TRUE(ilst);
     std::vector<std::string> keys;
     for (const FileAtom& item : ScanChildren(bytes, *ilst))
-        keys.push_back(TypeText(item.type).substr(1));
+        keys.push_back(FourCCText(item.type).substr(1));
     ASSERT_EQ(keys.size(), tags.size()) << "one item per tag";
 
     Open(made->WidePath());

@@ -63,14 +63,6 @@ uint64_t DroppedFreeBytes(const Bytes& inBytes, const FileAtom& inParent)
     return dropped;
 }
 
-std::string TypeText(uint32_t inType)
-{
-    std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        text += char(inType >> shift & 0xFF);
-    return text;
-}
-
 struct Located
 {
     uint32_t result = 0;
@@ -104,7 +96,7 @@ Located Locate(const std::u16string& inPath, uint32_t inType, const Bytes* inPro
 
 void ExpectLocation(const Located& inLocated, const std::optional<FileAtom>& inExpected, uint32_t inType)
 {
-    SCOPED_TRACE("locating " + TypeText(inType));
+    SCOPED_TRACE("locating " + FourCCText(inType));
     ASSERT_EQ(inLocated.result, QT::kQTSuccess) << QT::ResultCodeName(inLocated.result);
     EXPECT_EQ(inLocated.found, inExpected.has_value());
     if (inExpected && inLocated.found)
@@ -296,7 +288,7 @@ TEST_F(PcmMov, MediaDataIsFoundOnceThePlaceholderBelongsToFtyp)
     for (uint32_t type : {Code("mdat"), Code("moov"), Code("ftyp")})
     {
         const auto where = ExpectedLocation(foldedLayout, folded.size(), type);
-        ASSERT_TRUE(where) << TypeText(type);
+        ASSERT_TRUE(where) << FourCCText(type);
         const Located viaFile = Locate(file.WidePath(), type, nullptr, where);
         ExpectLocation(viaFile, where, type);
         ASSERT_TRUE(viaFile.movie);

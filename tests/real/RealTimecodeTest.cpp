@@ -22,11 +22,6 @@ using tenacore::classref::InterfaceRef;
 namespace
 {
 
-int64_t Integer(const nlohmann::json& inValue)
-{
-    return inValue.is_string() ? std::stoll(inValue.get<std::string>()) : inValue.get<int64_t>();
-}
-
 // A frame number as ffprobe's timecode tag shows it: HH:MM:SS:FF, or ';' before the frames when
 // frames are dropped (two a minute at 30 frames a second, but every tenth minute).
 std::string TimecodeText(int64_t inFrame, int64_t inRate, bool inDropFrame)
@@ -57,13 +52,8 @@ protected:
         if (found == sOwn.end())
         {
             const std::filesystem::path path = sMovies->Folder() / (inName + ".mov");
-            std::vector<std::string> command = {
-                "ffmpeg",       "-nostdin",
-                "-hide_banner", "-loglevel",
-                "error",        "-y",
-                "-f",           "lavfi",
-                "-i",           "testsrc=size=64x48:rate=" + inRate + ":duration=1",
-                "-c:v",         "mjpeg"};
+            std::vector<std::string> command = FfmpegCommand(
+                {"-f", "lavfi", "-i", "testsrc=size=64x48:rate=" + inRate + ":duration=1", "-c:v", "mjpeg"});
             for (std::string& argument : SplitArguments(inArguments))
                 command.push_back(std::move(argument));
             command.push_back(path.string());
@@ -153,8 +143,8 @@ TEST_F(RealTimecode, TheSampleLocationIsFfprobesPacketAndTheFrameItsTimecode)
     ASSERT_EQ(track->GetTimecodeMediaSampleLocation(offset, size), 0);
     const nlohmann::json packet = TimecodePacket();
     ASSERT_FALSE(packet.is_null());
-    EXPECT_EQ(offset, Integer(packet.at("pos")));
-    EXPECT_EQ(int64_t(size), Integer(packet.at("size")));
+    EXPECT_EQ(offset, FfprobeInteger(packet.at("pos")));
+    EXPECT_EQ(int64_t(size), FfprobeInteger(packet.at("size")));
 
     int64_t frame = 0;
     ASSERT_EQ(track->GetTimecodeMediaFrameNumber(ReadSample(offset, size), info, frame), 0);
@@ -184,7 +174,7 @@ TEST_F(RealTimecode, DropFrameAndTheReelNameAtNtscRate)
     ASSERT_EQ(track->GetTimecodeMediaSampleLocation(offset, size), 0);
     const nlohmann::json packet = TimecodePacket();
     ASSERT_FALSE(packet.is_null());
-    EXPECT_EQ(offset, Integer(packet.at("pos")));
+    EXPECT_EQ(offset, FfprobeInteger(packet.at("pos")));
     int64_t frame = 0;
     ASSERT_EQ(track->GetTimecodeMediaFrameNumber(ReadSample(offset, size), info, frame), 0);
     EXPECT_EQ(frame, 107892);

@@ -28,14 +28,6 @@ uint32_t FourCC(const std::string& inText)
     return code;
 }
 
-std::string FourCCText(uint32_t inCode)
-{
-    std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        text += char(inCode >> shift & 0xFF);
-    return text;
-}
-
 // The media type a track should report for one of ffprobe's streams. ffprobe calls a timecode
 // track a data stream and names its sample format tmcd.
 std::optional<std::string> ExpectedMediaType(const nlohmann::json& inStream)

@@ -43,12 +43,6 @@ uint32_t FourCCFromProbe(const std::string& inText)
     return code;
 }
 
-// ffprobe prints some integers as JSON strings (pos, size) and others as numbers.
-int64_t Integer(const nlohmann::json& inValue)
-{
-    return inValue.is_string() ? std::stoll(inValue.get<std::string>()) : inValue.get<int64_t>();
-}
-
 // With signed composition offsets ffprobe moves its decode times back by the largest negative
 // offset, so that no frame is presented before it is decoded; its presentation times stay as the file
 // gives them. decode is the decode time counted from the first sample, as the sample table counts it.
@@ -72,10 +66,10 @@ std::vector<Packet> Packets(const nlohmann::json& inReport, int inStream)
         if (packet.at("stream_index").get<int>() != inStream)
             continue;
         const std::string flags = packet.at("flags").get<std::string>();
-        packets.push_back({uint64_t(Integer(packet.at("pos"))), uint32_t(Integer(packet.at("size"))),
-                           Integer(packet.at("pts")), Integer(packet.at("dts")),
-                           Integer(packet.at("duration")), flags.find('K') != std::string::npos,
-                           flags.find('D') != std::string::npos});
+        packets.push_back({uint64_t(FfprobeInteger(packet.at("pos"))),
+                           uint32_t(FfprobeInteger(packet.at("size"))), FfprobeInteger(packet.at("pts")),
+                           FfprobeInteger(packet.at("dts")), FfprobeInteger(packet.at("duration")),
+                           flags.find('K') != std::string::npos, flags.find('D') != std::string::npos});
     }
     for (size_t i = packets.size(); i-- > 0;)
         packets[i].decode -= packets.front().decode;

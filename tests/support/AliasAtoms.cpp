@@ -120,4 +120,18 @@ Atom ReferringTrak(const char (&inHandler)[5], const std::optional<Atom>& inDinf
     return TrakWithDataInformation({.handler = Code(inHandler), .flags = inEnabled ? 1u : 0u}, atoms);
 }
 
+QT::ExtRefData ExtRef(const std::u16string& inFileName, const std::u16string& inAliasPath,
+                      int32_t inLevelFrom, int32_t inLevelTo, const std::u16string& inDirectory)
+{
+    return {inFileName, inDirectory, inAliasPath, inLevelFrom, inLevelTo};
+}
+
+std::vector<std::u16string> ReferenceKeys(const QT::ExternalReferenceMap& inMap)
+{
+    std::vector<std::u16string> keys;
+    for (const auto& [key, reference] : inMap)
+        keys.push_back(key);
+    return keys;
+}
+
 } // namespace qttest

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "AtomBuilder.h"
+#include "QTExtRefData.h"
 
 namespace qttest
 {
@@ -61,5 +62,13 @@ Atom DinfOf(const std::vector<Atom>& inChildren);
 Atom TrakWithDataInformation(const TrackSpec& inSpec, const std::vector<Atom>& inAtoms);
 // The same for the given handler and enabled flag.
 Atom ReferringTrak(const char (&inHandler)[5], const std::optional<Atom>& inDinf, bool inEnabled = true);
+
+// A reference as the enumeration records it, for the resolution and validation calls.
+QT::ExtRefData ExtRef(const std::u16string& inFileName, const std::u16string& inAliasPath,
+                      int32_t inLevelFrom = 0, int32_t inLevelTo = 0,
+                      const std::u16string& inDirectory = u"");
+
+// The alias paths a map holds, in its order.
+std::vector<std::u16string> ReferenceKeys(const QT::ExternalReferenceMap& inMap);
 
 } // namespace qttest

@@ -13,6 +13,20 @@ uint32_t Code(const char (&inType)[5])
            (uint32_t(uint8_t(inType[2])) << 8) | uint32_t(uint8_t(inType[3]));
 }
 
+std::string FourCCText(uint32_t inType)
+{
+    std::string text;
+    for (int shift = 24; shift >= 0; shift -= 8)
+        text += char(inType >> shift & 0xFF);
+    return text;
+}
+
+uint32_t ReadU32(const std::vector<uint8_t>& inBytes, uint64_t inPos)
+{
+    return uint32_t(inBytes.at(inPos)) << 24 | uint32_t(inBytes.at(inPos + 1)) << 16 |
+           uint32_t(inBytes.at(inPos + 2)) << 8 | uint32_t(inBytes.at(inPos + 3));
+}
+
 Atom::Atom(const char (&inType)[5]) : mType(Code(inType)) {}
 Atom::Atom(uint32_t inType) : mType(inType) {}
 

@@ -13,6 +13,10 @@ namespace qttest
 using Bytes = std::vector<uint8_t>;
 
 uint32_t Code(const char (&inType)[5]);
+// The four characters of an atom type, for messages.
+std::string FourCCText(uint32_t inType);
+// The big-endian word at inPos; throws std::out_of_range past the end.
+uint32_t ReadU32(const std::vector<uint8_t>& inBytes, uint64_t inPos);
 
 // Builds one atom from bytes: a header whose size is filled in, then fields and children in the
 // order they are added. Raw overrides let a test break exactly one thing.

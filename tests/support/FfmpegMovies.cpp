@@ -247,6 +247,18 @@ nlohmann::json Ffprobe(const std::filesystem::path& inPath, bool inWithPackets)
     return nlohmann::json::parse(run.out);
 }
 
+std::vector<std::string> FfmpegCommand(const std::vector<std::string>& inArguments)
+{
+    std::vector<std::string> command = {"ffmpeg", "-nostdin", "-hide_banner", "-loglevel", "error", "-y"};
+    command.insert(command.end(), inArguments.begin(), inArguments.end());
+    return command;
+}
+
+int64_t FfprobeInteger(const nlohmann::json& inValue)
+{
+    return inValue.is_string() ? std::stoll(inValue.get<std::string>()) : inValue.get<int64_t>();
+}
+
 std::string FfprobeTrace(const std::filesystem::path& inPath)
 {
     const CommandResult run = RunCommand({"ffprobe", "-v", "trace", inPath.string()});
@@ -364,8 +376,7 @@ FfmpegMovies::Entry& FfmpegMovies::Make(const std::string& inRecipe, int inDepth
         std::string failures;
         for (const RecipeVariant& variant : recipe->variants)
         {
-            std::vector<std::string> command = {"ffmpeg",    "-nostdin", "-hide_banner",
-                                                "-loglevel", "error",    "-y"};
+            std::vector<std::string> command = FfmpegCommand();
             std::string missing;
             for (std::string& argument : SplitArguments(variant.arguments))
             {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -26,12 +27,18 @@ struct CommandResult
 // paths and values pass through as they are, spaces and quotes included.
 CommandResult RunCommand(const std::vector<std::string>& inArguments);
 
+// ffmpeg, quiet, never asking and overwriting its output, with inArguments.
+std::vector<std::string> FfmpegCommand(const std::vector<std::string>& inArguments = {});
+
 // Splits a recipe's argument text at blanks; 'single quotes' keep blanks inside one argument.
 std::vector<std::string> SplitArguments(const std::string& inText);
 
 // ffprobe's JSON for format and streams (and packets when asked). Throws std::runtime_error with
 // ffprobe's own message when it fails.
 nlohmann::json Ffprobe(const std::filesystem::path& inPath, bool inWithPackets = false);
+
+// An integer of ffprobe's JSON, which gives some (sizes, positions) as strings.
+int64_t FfprobeInteger(const nlohmann::json& inValue);
 
 // The log of `ffprobe -v trace`, which tells header values that the JSON leaves out.
 std::string FfprobeTrace(const std::filesystem::path& inPath);

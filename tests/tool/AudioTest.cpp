@@ -41,12 +41,7 @@ protected:
         return MakeMovie(inName, arguments);
     }
 
-    json Info(const std::string& inPath)
-    {
-        const CommandResult run = RunTool({"info", inPath, "--json"});
-        EXPECT_EQ(run.exitCode, 0) << run.err;
-        return json::parse(run.out);
-    }
+    json Info(const std::string& inPath) { return RunJson({"info", inPath, "--json"}); }
 };
 
 // A movie with a video track (0) and a sound track (1), built byte by byte.

@@ -40,11 +40,6 @@ protected:
     }
 };
 
-int64_t Integer(const json& inValue)
-{
-    return inValue.is_string() ? std::stoll(inValue.get<std::string>()) : inValue.get<int64_t>();
-}
-
 } // namespace
 
 TEST_F(ToolCaptions, CaptionsListsEveryPairOfEveryPacketThatFfprobeSees)
@@ -69,13 +64,13 @@ TEST_F(ToolCaptions, CaptionsListsEveryPairOfEveryPacketThatFfprobeSees)
         if (packet.at("stream_index") != 1)
             continue;
         ++packets;
-        const int64_t pairs = Integer(packet.at("size")) / 3;
+        const int64_t pairs = FfprobeInteger(packet.at("size")) / 3;
         for (int64_t i = 0; i < pairs; ++i)
         {
-            const auto found = byOffset.find(Integer(packet.at("pos")) + 8 + 2 * i);
+            const auto found = byOffset.find(FfprobeInteger(packet.at("pos")) + 8 + 2 * i);
             ASSERT_NE(found, byOffset.end()) << "pair " << i << " of the packet at " << packet.at("pos");
             EXPECT_EQ(found->second.at("time").get<int64_t>(),
-                      Integer(packet.at("pts")) + i * int64_t(frame));
+                      FfprobeInteger(packet.at("pts")) + i * int64_t(frame));
             EXPECT_EQ(found->second.at("length"), 2);
             EXPECT_EQ(found->second.at("hasSecondField"), false);
         }

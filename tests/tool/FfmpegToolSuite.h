@@ -26,8 +26,7 @@ protected:
     std::string MakeMovie(const std::string& inName, const std::vector<std::string>& inArguments)
     {
         const std::string path = MoviePath(inName + ".mov");
-        std::vector<std::string> command = {"ffmpeg", "-nostdin", "-hide_banner", "-loglevel", "error", "-y"};
-        command.insert(command.end(), inArguments.begin(), inArguments.end());
+        std::vector<std::string> command = qttest::FfmpegCommand(inArguments);
         command.push_back(path);
         const qttest::CommandResult run = qttest::RunCommand(command);
         if (!run.Succeeded())
@@ -38,14 +37,6 @@ protected:
     static std::string MoviePath(const std::string& inFileName)
     {
         return (sMovies->Folder() / inFileName).string();
-    }
-
-    // The tool's JSON answer to inArgs, which must succeed.
-    static nlohmann::json RunJson(const std::vector<std::string>& inArgs)
-    {
-        const qttest::CommandResult run = RunTool(inArgs);
-        EXPECT_EQ(run.exitCode, 0) << run.err;
-        return run.exitCode == 0 ? nlohmann::json::parse(run.out) : nlohmann::json();
     }
 
     inline static std::unique_ptr<qttest::FfmpegMovies> sMovies;

@@ -43,13 +43,6 @@ Bytes ReferringMovie()
                       Trak(TrackSpec{})});
 }
 
-json RunJson(const std::vector<std::string>& inArgs)
-{
-    const CommandResult run = RunTool(inArgs);
-    EXPECT_TRUE(run.Succeeded()) << run.err;
-    return json::parse(run.out);
-}
-
 // The paths of the file calls the tool makes, as strace writes them; empty when strace cannot run.
 std::optional<std::string> FileCalls(const std::vector<std::string>& inArgs,
                                      const std::filesystem::path& inLog)

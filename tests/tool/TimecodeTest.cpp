@@ -33,11 +33,6 @@ protected:
     }
 };
 
-int64_t Integer(const json& inValue)
-{
-    return inValue.is_string() ? std::stoll(inValue.get<std::string>()) : inValue.get<int64_t>();
-}
-
 } // namespace
 
 TEST_F(ToolTimecode, TimecodeGivesTheLocationFrameAndTimecodeThatFfprobeSees)
@@ -57,8 +52,8 @@ TEST_F(ToolTimecode, TimecodeGivesTheLocationFrameAndTimecodeThatFfprobeSees)
         if (candidate.at("stream_index") == 1)
             packet = candidate;
     ASSERT_FALSE(packet.is_null());
-    EXPECT_EQ(report.at("sampleLocation").at("fileOffset").get<int64_t>(), Integer(packet.at("pos")));
-    EXPECT_EQ(report.at("sampleLocation").at("size").get<int64_t>(), Integer(packet.at("size")));
+    EXPECT_EQ(report.at("sampleLocation").at("fileOffset").get<int64_t>(), FfprobeInteger(packet.at("pos")));
+    EXPECT_EQ(report.at("sampleLocation").at("size").get<int64_t>(), FfprobeInteger(packet.at("size")));
     EXPECT_EQ(report.at("timecode"), probe.at("streams").at(1).at("tags").at("timecode"));
 }
 

@@ -55,16 +55,16 @@ std::vector<Range> Ranges(const QT::AudioSampleRangeMap& inMap)
 }
 
 // The map of the first track of a movie holding inTrak, keyed as asked.
-struct Mapped
+struct MappedRanges
 {
     uint32_t result = 0;
     std::vector<Range> ranges;
 };
 
-Mapped MapOf(const Atom& inTrak, bool inKeyByFileOffset = false)
+MappedRanges MapOf(const Atom& inTrak, bool inKeyByFileOffset = false)
 {
     OpenedTrack t = OpenedSound(inTrak);
-    Mapped mapped;
+    MappedRanges mapped;
     if (!t.track)
         return mapped;
     QT::AudioSampleRangeMap map;
@@ -191,7 +191,7 @@ TEST(AudioAccessors, CompressedAndUnknownFormatsAreNotUncompressed)
 
 TEST(AudioSampleRangeMap, AnUneditedTrackGivesOneRangeAChunk)
 {
-    const Mapped mapped = MapOf(TenChunks());
+    const MappedRanges mapped = MapOf(TenChunks());
     ASSERT_EQ(mapped.result, 0u);
     ASSERT_EQ(mapped.ranges.size(), 10u);
     for (uint64_t i = 0; i < 10; ++i)
@@ -201,7 +201,7 @@ TEST(AudioSampleRangeMap, AnUneditedTrackGivesOneRangeAChunk)
 TEST(AudioSampleRangeMap, TheEditTrimsTheFirstAndLastChunks)
 {
     // Media time 150, 300 ticks long: the span is frames 150 to 450.
-    const Mapped mapped = MapOf(TenChunks({{.duration = 300, .mediaTime = 150}}));
+    const MappedRanges mapped = MapOf(TenChunks({{.duration = 300, .mediaTime = 150}}));
     ASSERT_EQ(mapped.result, 0u);
     EXPECT_EQ(mapped.ranges,
               (std::vector<Range>{
@@ -227,13 +227,13 @@ TEST(AudioSampleRangeMap, AChunkHoldingBothEndsKeepsItsSkippedFramesInItsCount)
 TEST(AudioSampleRangeMap, ChunksThatOnlyTouchTheSpanGiveNothing)
 {
     // The span 100 to 200 is exactly chunk 1: chunk 0 ends at its start, chunk 2 begins at its end.
-    const Mapped mapped = MapOf(TenChunks({{.duration = 100, .mediaTime = 100}}));
+    const MappedRanges mapped = MapOf(TenChunks({{.duration = 100, .mediaTime = 100}}));
     EXPECT_EQ(mapped.ranges, (std::vector<Range>{{0, 100, 0, 1000}}));
 }
 
 TEST(AudioSampleRangeMap, AnEmptySpanInsideAChunkCountsUpToItsStart)
 {
-    const Mapped mapped = MapOf(TenChunks({{.duration = 0, .mediaTime = 130}}));
+    const MappedRanges mapped = MapOf(TenChunks({{.duration = 0, .mediaTime = 130}}));
     EXPECT_EQ(mapped.ranges, (std::vector<Range>{{0, 30, 0, 1060}}));
 }
 
@@ -255,7 +255,7 @@ TEST(AudioSampleRangeMap, RunsTakeTheirChunksFromTheNextFirstChunk)
          Stsc({{.firstChunk = 1, .samplesPerChunk = 50}, {.firstChunk = 4, .samplesPerChunk = 100}}),
          Stco({0, 1000, 2000, 3000, 4000, 5000, 6000, 7000, 8000, 9000})},
         {}, 850);
-    const Mapped mapped = MapOf(trak);
+    const MappedRanges mapped = MapOf(trak);
     ASSERT_EQ(mapped.ranges.size(), 10u);
     EXPECT_EQ(mapped.ranges[2], (Range{100, 50, 100, 2000}));
     EXPECT_EQ(mapped.ranges[3], (Range{150, 100, 150, 3000}));
@@ -270,7 +270,7 @@ TEST(AudioSampleRangeMap, AFirstChunkThatFallsBackIsEndedByTheChunkCount)
          Stsc({{.firstChunk = 5, .samplesPerChunk = 100}, {.firstChunk = 2, .samplesPerChunk = 100}}),
          Stco({0, 1000, 2000})},
         {}, 300);
-    const Mapped mapped = MapOf(trak);
+    const MappedRanges mapped = MapOf(trak);
     EXPECT_EQ(mapped.ranges,
               (std::vector<Range>{{0, 100, 0, 0}, {100, 100, 100, 1000}, {200, 100, 200, 2000}}));
 }
@@ -294,7 +294,7 @@ TEST(AudioSampleRangeMap, TheWalkEndsAfterTheRunThatCoversTheTrack)
          Stsc({{.firstChunk = 1, .samplesPerChunk = 100}, {.firstChunk = 4, .samplesPerChunk = 100}}),
          Stco({0, 1000, 2000, 3000, 4000})},
         {}, 1000);
-    const Mapped mapped = MapOf(trak);
+    const MappedRanges mapped = MapOf(trak);
     ASSERT_EQ(mapped.result, 0u);
     EXPECT_EQ(mapped.ranges.size(), 3u);
 }
@@ -302,7 +302,7 @@ TEST(AudioSampleRangeMap, TheWalkEndsAfterTheRunThatCoversTheTrack)
 TEST(AudioSampleRangeMap, FramesOfTwentyFourBitStereoAreSixBytes)
 {
     const Atom stereo24 = SoundDescription({.format = Code("in24"), .channels = 2, .sampleSize = 24});
-    const Mapped mapped = MapOf(TenChunks({{.duration = 97, .mediaTime = 3}}, stereo24));
+    const MappedRanges mapped = MapOf(TenChunks({{.duration = 97, .mediaTime = 3}}, stereo24));
     ASSERT_FALSE(mapped.ranges.empty());
     EXPECT_EQ(mapped.ranges[0], (Range{0, 97, 0, 18}));
 }
@@ -310,7 +310,7 @@ TEST(AudioSampleRangeMap, FramesOfTwentyFourBitStereoAreSixBytes)
 TEST(AudioSampleRangeMap, TwelveBitsCountAsOneByteAChannelAndFourAreRefused)
 {
     const Atom twelve = SoundDescription({.format = Code("twos"), .channels = 2, .sampleSize = 12});
-    const Mapped mapped = MapOf(TenChunks({{.duration = 100, .mediaTime = 1}}, twelve));
+    const MappedRanges mapped = MapOf(TenChunks({{.duration = 100, .mediaTime = 1}}, twelve));
     ASSERT_EQ(mapped.result, 0u);
     EXPECT_EQ(mapped.ranges.at(0).offset, 2u);
     const Atom four = SoundDescription({.format = Code("twos"), .sampleSize = 4});
@@ -320,7 +320,7 @@ TEST(AudioSampleRangeMap, TwelveBitsCountAsOneByteAChannelAndFourAreRefused)
 TEST(AudioSampleRangeMap, ACompressedTrackOfOneDurationIsMappedInItsSamples)
 {
     const Atom aac = SoundDescription({.format = Code("mp4a"), .channels = 2, .sampleSize = 16});
-    const Mapped mapped = MapOf(TenChunks({}, aac));
+    const MappedRanges mapped = MapOf(TenChunks({}, aac));
     ASSERT_EQ(mapped.result, 0u);
     EXPECT_EQ(mapped.ranges.size(), 10u);
 }
@@ -387,7 +387,7 @@ TEST(AudioSampleRangeMapBounds, AHugeRunCountIsWalkedOnlyAsFarAsTheAtomHoldsRuns
     stsc.FullHeader().U32(0xFFFFFFFF).U32(1).U32(100).U32(1).U32(3).U32(100).U32(1);
     const Atom trak = SoundTrakWith(
         {kMono16}, {Stts({{.sampleCount = 0x7FFFFFFF, .duration = 1}}), stsc, Stco({0, 1000, 2000, 3000})});
-    const Mapped mapped = MapOf(trak);
+    const MappedRanges mapped = MapOf(trak);
     ASSERT_EQ(mapped.result, 0u);
     EXPECT_EQ(mapped.ranges.size(), 4u);
 }
@@ -400,7 +400,7 @@ TEST(AudioSampleRangeMapBounds, AHugeChunkCountIsWalkedOnlyAsFarAsTheAtomHoldsCh
                                     {Stts({{.sampleCount = 0x7FFFFFFF, .duration = 1}}),
                                      Stsc({{.firstChunk = 1, .samplesPerChunk = 100}}), stco},
                                     {}, 0x7FFFFFFF);
-    const Mapped mapped = MapOf(trak);
+    const MappedRanges mapped = MapOf(trak);
     ASSERT_EQ(mapped.result, 0u);
     EXPECT_EQ(mapped.ranges.size(), 2u);
 }
@@ -525,7 +525,7 @@ TEST(AudioSampleRangeMap, RandomTablesGiveWhatALiteralWalkGives)
         for (const bool byOffset : {false, true})
         {
             SCOPED_TRACE(::testing::Message() << "trial " << trial << (byOffset ? ", keyed by offset" : ""));
-            const Mapped mapped = MapOf(trak, byOffset);
+            const MappedRanges mapped = MapOf(trak, byOffset);
             ASSERT_EQ(mapped.result, 0u);
             EXPECT_EQ(mapped.ranges, LiteralWalk(runs, offsets, total, start, end, byOffset));
         }

@@ -22,7 +22,7 @@ namespace
 
 constexpr uint64_t M = kCaptionMediaStart;
 
-struct Entry
+struct MapEntry
 {
     uint64_t key = 0;
     uint64_t time = 0;
@@ -31,10 +31,10 @@ struct Entry
     bool second = false;
     uint64_t secondOffset = 0;
     uint32_t secondLength = 0;
-    bool operator==(const Entry&) const = default;
+    bool operator==(const MapEntry&) const = default;
 };
 
-void PrintTo(const Entry& inEntry, std::ostream* outStream)
+void PrintTo(const MapEntry& inEntry, std::ostream* outStream)
 {
     *outStream << "{key " << inEntry.key << ", time " << inEntry.time << ", offset " << inEntry.offset
                << ", length " << inEntry.length;
@@ -44,14 +44,14 @@ void PrintTo(const Entry& inEntry, std::ostream* outStream)
 }
 
 // A pair of one field, keyed by its time or its offset.
-Entry Pair(bool inKeyByOffset, uint64_t inTime, uint64_t inOffset, uint32_t inLength = 2)
+MapEntry Pair(bool inKeyByOffset, uint64_t inTime, uint64_t inOffset, uint32_t inLength = 2)
 {
     return {inKeyByOffset ? inOffset : inTime, inTime, inOffset, inLength, false, 0, 0};
 }
 
-std::vector<Entry> Entries(const QT::CaptionSampleMap& inMap)
+std::vector<MapEntry> Entries(const QT::CaptionSampleMap& inMap)
 {
-    std::vector<Entry> entries;
+    std::vector<MapEntry> entries;
     for (const auto& [key, location] : inMap)
         entries.push_back({key, location.mTime, location.mFileOffset, location.mLength,
                            location.mHasSecondField, location.mSecondFileOffset, location.mSecondLength});
@@ -97,10 +97,10 @@ private:
     QT::CaptionMapLimits mPrevious;
 };
 
-struct Mapped
+struct MappedCaptions
 {
     uint32_t result = 0;
-    std::vector<Entry> entries;
+    std::vector<MapEntry> entries;
     int opens = 0;
 };
 
@@ -113,9 +113,9 @@ struct MapOptions
 };
 
 // Writes the movie to a file, opens its first track and maps it.
-Mapped MapOf(const Bytes& inMovie, const MapOptions& inOptions = {})
+MappedCaptions MapOf(const Bytes& inMovie, const MapOptions& inOptions = {})
 {
-    Mapped mapped;
+    MappedCaptions mapped;
     TempFile file(inMovie);
     const Opened opened = OpenPath(file.WidePath());
     EXPECT_EQ(opened.result, 0u);
@@ -163,19 +163,19 @@ TEST(CaptionSampleMap, TwentyByteSamplesGiveBothFieldsAndNeverOpenTheFile)
                                      {CaptionTrak({.tables = {Stts({{.sampleCount = 3, .duration = 1001}}),
                                                               Stsc({{.firstChunk = 1, .samplesPerChunk = 3}}),
                                                               Stsz(20, {}, 3), Stco({uint32_t(M)})}})});
-    const Mapped mapped = MapOf(movie);
+    const MappedCaptions mapped = MapOf(movie);
     ASSERT_EQ(mapped.result, 0u);
     ASSERT_EQ(mapped.entries.size(), 3u);
     for (uint64_t i = 0; i < 3; ++i)
         EXPECT_EQ(mapped.entries[i],
-                  (Entry{i * 1001, i * 1001, M + 20 * i + 8, 2, true, M + 20 * i + 18, 2}));
+                  (MapEntry{i * 1001, i * 1001, M + 20 * i + 8, 2, true, M + 20 * i + 18, 2}));
     EXPECT_EQ(mapped.opens, 0);
 }
 
 TEST(CaptionSampleMap, TwentyByteSamplesFromTheSizeTableArePairsBehindAHeader)
 {
     const Bytes sample = CdatSample({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
-    const Mapped mapped = MapOf(OneChunk(sample, Code("c608"), {20}), {.keyByOffset = true});
+    const MappedCaptions mapped = MapOf(OneChunk(sample, Code("c608"), {20}), {.keyByOffset = true});
     ASSERT_EQ(mapped.result, 0u);
     ASSERT_EQ(mapped.entries.size(), 6u);
     EXPECT_FALSE(mapped.entries[0].second);
@@ -186,28 +186,28 @@ TEST(CaptionSampleMap, TenByteCdatSamplesGiveOneEntryEach)
 {
     const Bytes media =
         Concat({CdatSample({0x94, 0x20}), CdatSample({0x94, 0x2C}), CdatSample({0x80, 0x80})});
-    const Mapped mapped = MapOf(OneChunk(media, Code("c608"), {10, 10, 10}));
+    const MappedCaptions mapped = MapOf(OneChunk(media, Code("c608"), {10, 10, 10}));
     ASSERT_EQ(mapped.result, 0u);
-    EXPECT_EQ(mapped.entries, (std::vector<Entry>{Pair(false, 0, M + 8), Pair(false, 1001, M + 18),
-                                                  Pair(false, 2002, M + 28)}));
+    EXPECT_EQ(mapped.entries, (std::vector<MapEntry>{Pair(false, 0, M + 8), Pair(false, 1001, M + 18),
+                                                     Pair(false, 2002, M + 28)}));
     EXPECT_EQ(mapped.opens, 1);
 }
 
 TEST(CaptionSampleMap, EachPairIsOneFrameAfterTheOneBefore)
 {
-    const Mapped mapped = MapOf(OneChunk(kTwoPairsCdat, Code("c608"), {12}));
+    const MappedCaptions mapped = MapOf(OneChunk(kTwoPairsCdat, Code("c608"), {12}));
     ASSERT_EQ(mapped.result, 0u);
-    EXPECT_EQ(mapped.entries, (std::vector<Entry>{Pair(false, 0, M + 8), Pair(false, 1001, M + 10)}));
+    EXPECT_EQ(mapped.entries, (std::vector<MapEntry>{Pair(false, 0, M + 8), Pair(false, 1001, M + 10)}));
 }
 
 TEST(CaptionSampleMap, APairTimeAlreadyMappedKeepsItsEntry)
 {
-    const Mapped byTime = MapOf(OneChunk(Twice(kTwoPairsCdat), Code("c608"), {12, 12}));
+    const MappedCaptions byTime = MapOf(OneChunk(Twice(kTwoPairsCdat), Code("c608"), {12, 12}));
     ASSERT_EQ(byTime.result, 0u);
     // The second pair of sample 0 and the first of sample 1 are both due at 1001.
-    EXPECT_EQ(byTime.entries, (std::vector<Entry>{Pair(false, 0, M + 8), Pair(false, 1001, M + 10),
-                                                  Pair(false, 2002, M + 22)}));
-    const Mapped byOffset =
+    EXPECT_EQ(byTime.entries, (std::vector<MapEntry>{Pair(false, 0, M + 8), Pair(false, 1001, M + 10),
+                                                     Pair(false, 2002, M + 22)}));
+    const MappedCaptions byOffset =
         MapOf(OneChunk(Twice(kTwoPairsCdat), Code("c608"), {12, 12}), {.keyByOffset = true});
     EXPECT_EQ(byOffset.entries.size(), 4u);
 }
@@ -215,7 +215,7 @@ TEST(CaptionSampleMap, APairTimeAlreadyMappedKeepsItsEntry)
 TEST(CaptionSampleMap, WithoutCdatAtTheChunksStartThePairsAreBare)
 {
     const Bytes movie = OneChunk(Twice(kSixBarePairs), Code("c608"), {12, 12});
-    const Mapped byOffset = MapOf(movie, {.keyByOffset = true});
+    const MappedCaptions byOffset = MapOf(movie, {.keyByOffset = true});
     ASSERT_EQ(byOffset.result, 0u);
     ASSERT_EQ(byOffset.entries.size(), 12u);
     for (uint64_t i = 0; i < 6; ++i)
@@ -224,7 +224,7 @@ TEST(CaptionSampleMap, WithoutCdatAtTheChunksStartThePairsAreBare)
         EXPECT_EQ(byOffset.entries[6 + i], Pair(true, 1001 + i * 1001, M + 12 + 2 * i));
     }
     // By time, sample 1's pairs land on times sample 0 already holds, but for its last.
-    const Mapped byTime = MapOf(movie);
+    const MappedCaptions byTime = MapOf(movie);
     ASSERT_EQ(byTime.entries.size(), 7u);
     for (uint64_t i = 0; i < 6; ++i)
         EXPECT_EQ(byTime.entries[i], Pair(false, i * 1001, M + 2 * i));
@@ -233,7 +233,8 @@ TEST(CaptionSampleMap, WithoutCdatAtTheChunksStartThePairsAreBare)
 
 TEST(CaptionSampleMap, CdatSamplesOfEightOrNineBytesHaveNoPairs)
 {
-    const Mapped mapped = MapOf(OneChunk(Concat({CdatSample({}), CdatSample({0x94})}), Code("c608"), {8, 9}));
+    const MappedCaptions mapped =
+        MapOf(OneChunk(Concat({CdatSample({}), CdatSample({0x94})}), Code("c608"), {8, 9}));
     EXPECT_EQ(mapped.result, 0u);
     EXPECT_TRUE(mapped.entries.empty());
 }
@@ -243,21 +244,21 @@ TEST(CaptionSampleMap, AFileShorterThanTheChunkAndItsHeaderIsNotPeekedAt)
     const Bytes movie = OneChunk(kSixBarePairs, Code("c608"), {12});
     // The media file given ends one byte before the 8 bytes the peek wants: the header stays.
     TempFile shortMedia(Bytes(M + 7, 0));
-    const Mapped notPeeked = MapOf(movie, {.path = shortMedia.WidePath()});
+    const MappedCaptions notPeeked = MapOf(movie, {.path = shortMedia.WidePath()});
     ASSERT_EQ(notPeeked.result, 0u);
-    EXPECT_EQ(notPeeked.entries, (std::vector<Entry>{Pair(false, 0, M + 8), Pair(false, 1001, M + 10)}));
+    EXPECT_EQ(notPeeked.entries, (std::vector<MapEntry>{Pair(false, 0, M + 8), Pair(false, 1001, M + 10)}));
     // One byte more and the peek reads zeros where cdat would stand.
     TempFile longEnough(Bytes(M + 8, 0));
-    const Mapped peeked = MapOf(movie, {.path = longEnough.WidePath()});
+    const MappedCaptions peeked = MapOf(movie, {.path = longEnough.WidePath()});
     EXPECT_EQ(peeked.entries.size(), 6u);
 }
 
 TEST(CaptionSampleMap, APathThatCannotBeOpenedLeavesTheSamplesFramedByCdat)
 {
     const std::filesystem::path missing = MakeTempFolder() / "no-such-file.mov";
-    const Mapped mapped = MapOf(OneChunk(kSixBarePairs, Code("c608"), {12}), {.path = Wide(missing)});
+    const MappedCaptions mapped = MapOf(OneChunk(kSixBarePairs, Code("c608"), {12}), {.path = Wide(missing)});
     EXPECT_EQ(mapped.result, 0u);
-    EXPECT_EQ(mapped.entries, (std::vector<Entry>{Pair(false, 0, M + 8), Pair(false, 1001, M + 10)}));
+    EXPECT_EQ(mapped.entries, (std::vector<MapEntry>{Pair(false, 0, M + 8), Pair(false, 1001, M + 10)}));
     EXPECT_EQ(mapped.opens, 1);
 }
 
@@ -273,11 +274,11 @@ TEST(CaptionSampleMap, ThePeekReadsTheChunksStartOnceForTheTrack)
                                         Stsz(0, {10, 12, 12}, 3), Stco({uint32_t(M), uint32_t(M + 22)})},
                              // The edit starts at sample 1, so the first pair sample is bare.
                              .edits = {{.duration = 600, .mediaTime = 1001}}})});
-    const Mapped mapped = MapOf(movie, {.keyByOffset = true});
+    const MappedCaptions mapped = MapOf(movie, {.keyByOffset = true});
     ASSERT_EQ(mapped.result, 0u);
     EXPECT_EQ(mapped.entries,
-              (std::vector<Entry>{Pair(true, 1001, M + 10 + 8), Pair(true, 2002, M + 10 + 10),
-                                  Pair(true, 2002, M + 22 + 8), Pair(true, 3003, M + 22 + 10)}));
+              (std::vector<MapEntry>{Pair(true, 1001, M + 10 + 8), Pair(true, 2002, M + 10 + 10),
+                                     Pair(true, 2002, M + 22 + 8), Pair(true, 3003, M + 22 + 10)}));
     EXPECT_EQ(mapped.opens, 1);
 }
 
@@ -285,9 +286,9 @@ TEST(CaptionSampleMap, ThePeekReadsTheChunksStartOnceForTheTrack)
 
 TEST(CaptionSampleMap, A708SampleIsOneEntryOfItsDataBehindTheHeader)
 {
-    const Mapped mapped = MapOf(OneChunk(Bytes(108, 0), Code("c708"), {8, 100}));
+    const MappedCaptions mapped = MapOf(OneChunk(Bytes(108, 0), Code("c708"), {8, 100}));
     ASSERT_EQ(mapped.result, 0u);
-    EXPECT_EQ(mapped.entries, (std::vector<Entry>{Pair(false, 1001, M + 16, 92)}));
+    EXPECT_EQ(mapped.entries, (std::vector<MapEntry>{Pair(false, 1001, M + 16, 92)}));
     EXPECT_EQ(mapped.opens, 0);
 }
 
@@ -303,9 +304,10 @@ TEST(CaptionSampleMap, ASampleAfterTheEndIsSkippedButMovesTheNextAlong)
                                                      {.sampleCount = 1, .duration = 1000}}),
                                                Stsc({{.firstChunk = 1, .samplesPerChunk = 3}}),
                                                Stsz(0, {20, 30, 40}, 3), Stco({uint32_t(M)})}})});
-    const Mapped mapped = MapOf(movie);
+    const MappedCaptions mapped = MapOf(movie);
     ASSERT_EQ(mapped.result, 0u);
-    EXPECT_EQ(mapped.entries, (std::vector<Entry>{Pair(false, 0, M + 8, 12), Pair(false, 1000, M + 58, 32)}));
+    EXPECT_EQ(mapped.entries,
+              (std::vector<MapEntry>{Pair(false, 0, M + 8, 12), Pair(false, 1000, M + 58, 32)}));
 }
 
 TEST(CaptionSampleMap, TheEditKeepsSamplesFromItsFirstUpToOneDueAtItsEnd)
@@ -318,9 +320,9 @@ TEST(CaptionSampleMap, TheEditKeepsSamplesFromItsFirstUpToOneDueAtItsEnd)
                                                             Stsc({{.firstChunk = 1, .samplesPerChunk = 5}}),
                                                             Stsz(10, {}, 5), Stco({uint32_t(M)})},
                                                  .edits = {{.duration = 20, .mediaTime = 1000}}})});
-    const Mapped mapped = MapOf(movie);
+    const MappedCaptions mapped = MapOf(movie);
     ASSERT_EQ(mapped.result, 0u);
-    EXPECT_EQ(mapped.entries, (std::vector<Entry>{Pair(false, 1000, M + 18), Pair(false, 2000, M + 28)}));
+    EXPECT_EQ(mapped.entries, (std::vector<MapEntry>{Pair(false, 1000, M + 18), Pair(false, 2000, M + 28)}));
 }
 
 TEST(CaptionSampleMap, ALoneEmptyEditShiftsEveryTime)
@@ -331,10 +333,10 @@ TEST(CaptionSampleMap, ALoneEmptyEditShiftsEveryTime)
                                                             Stsc({{.firstChunk = 1, .samplesPerChunk = 3}}),
                                                             Stsz(10, {}, 3), Stco({uint32_t(M)})},
                                                  .edits = {{.duration = 600, .mediaTime = 0xFFFFFFFF}}})});
-    const Mapped mapped = MapOf(movie);
+    const MappedCaptions mapped = MapOf(movie);
     ASSERT_EQ(mapped.result, 0u);
-    EXPECT_EQ(mapped.entries, (std::vector<Entry>{Pair(false, 30000, M + 8), Pair(false, 31001, M + 18),
-                                                  Pair(false, 32002, M + 28)}));
+    EXPECT_EQ(mapped.entries, (std::vector<MapEntry>{Pair(false, 30000, M + 8), Pair(false, 31001, M + 18),
+                                                     Pair(false, 32002, M + 28)}));
 }
 
 // The walk keeps empty edits on a caption track among several, so the times start after them too.
@@ -349,10 +351,10 @@ TEST(CaptionSampleMap, AnEmptyEditKeptAmongSeveralShiftsEveryTime)
                                                             Stsz(10, {}, 3), Stco({uint32_t(M)})},
                                                  .edits = {{.duration = 600, .mediaTime = 0xFFFFFFFF},
                                                            {.duration = 600, .mediaTime = 0}}})});
-    const Mapped mapped = MapOf(movie);
+    const MappedCaptions mapped = MapOf(movie);
     ASSERT_EQ(mapped.result, 0u);
     // The end is 1200 + 30000: the third sample, at 32002, is past it.
-    EXPECT_EQ(mapped.entries, (std::vector<Entry>{Pair(false, 30000, M + 8), Pair(false, 31001, M + 18)}));
+    EXPECT_EQ(mapped.entries, (std::vector<MapEntry>{Pair(false, 30000, M + 8), Pair(false, 31001, M + 18)}));
 }
 
 // The tables.
@@ -367,9 +369,9 @@ TEST(CaptionSampleMap, AChunkOfNoSamplesGivesNothingAndCountsNoSample)
                                        {.firstChunk = 2, .samplesPerChunk = 0},
                                        {.firstChunk = 3, .samplesPerChunk = 1}}),
                                  Stsz(10, {}, 2), Stco({uint32_t(M), 5000, uint32_t(M + 20)})}})});
-    const Mapped mapped = MapOf(movie);
+    const MappedCaptions mapped = MapOf(movie);
     ASSERT_EQ(mapped.result, 0u);
-    EXPECT_EQ(mapped.entries, (std::vector<Entry>{Pair(false, 0, M + 8), Pair(false, 1001, M + 28)}));
+    EXPECT_EQ(mapped.entries, (std::vector<MapEntry>{Pair(false, 0, M + 8), Pair(false, 1001, M + 28)}));
 }
 
 TEST(CaptionSampleMap, ASoundTrackGivesNothing)
@@ -379,7 +381,7 @@ TEST(CaptionSampleMap, ASoundTrackGivesNothing)
                                  Stsc({{.firstChunk = 1, .samplesPerChunk = 100}}), Stco({0})})});
     QT::CaptionSampleMap start;
     start[7] = {};
-    const Mapped mapped = MapOf(movie, {.start = start});
+    const MappedCaptions mapped = MapOf(movie, {.start = start});
     EXPECT_EQ(mapped.result, 0u);
     EXPECT_EQ(mapped.entries.size(), 1u);
 }
@@ -391,7 +393,7 @@ TEST(CaptionSampleMap, NoTimeToSampleEntriesFailsAndLeavesTheMap)
                                                Stsz(10, {}, 1), Stco({uint32_t(M)})}})});
     QT::CaptionSampleMap start;
     start[7] = {};
-    const Mapped mapped = MapOf(movie, {.start = start});
+    const MappedCaptions mapped = MapOf(movie, {.start = start});
     EXPECT_EQ(mapped.result, QT::kQTErrFailed);
     EXPECT_EQ(mapped.entries.size(), 1u);
 }
@@ -400,7 +402,7 @@ TEST(CaptionSampleMap, NoChunkTableOrAnEmptyOneGivesNothing)
 {
     const std::vector<Atom> tables = {Stts({{.sampleCount = 1, .duration = 1001}}),
                                       Stsc({{.firstChunk = 1, .samplesPerChunk = 1}}), Stsz(10, {}, 1)};
-    Mapped mapped = MapOf(CaptionMovie(Bytes(10, 0), {CaptionTrak({.tables = tables})}));
+    MappedCaptions mapped = MapOf(CaptionMovie(Bytes(10, 0), {CaptionTrak({.tables = tables})}));
     EXPECT_EQ(mapped.result, 0u);
     EXPECT_TRUE(mapped.entries.empty());
     std::vector<Atom> empty = tables;
@@ -412,7 +414,7 @@ TEST(CaptionSampleMap, NoChunkTableOrAnEmptyOneGivesNothing)
 
 TEST(CaptionSampleMap, AnotherDescriptionGivesNothing)
 {
-    const Mapped mapped = MapOf(OneChunk(kTwoPairsCdat, Code("tx3g"), {12}));
+    const MappedCaptions mapped = MapOf(OneChunk(kTwoPairsCdat, Code("tx3g"), {12}));
     EXPECT_EQ(mapped.result, 0u);
     EXPECT_TRUE(mapped.entries.empty());
     EXPECT_EQ(mapped.opens, 0);
@@ -428,20 +430,20 @@ TEST(CaptionSampleMap, AnUnusableSizeFailsAndKeepsWhatWasMade)
                                                             Stsc({{.firstChunk = 1, .samplesPerChunk = 3}}),
                                                             Stsz(0, {10, 10}, 2), Stco({uint32_t(M)})},
                                                  .edits = {{.duration = 20, .mediaTime = 0}}})});
-    const Mapped mapped = MapOf(movie);
+    const MappedCaptions mapped = MapOf(movie);
     EXPECT_EQ(mapped.result, QT::kQTErrFailed);
-    EXPECT_EQ(mapped.entries, (std::vector<Entry>{Pair(false, 0, M + 8)}));
+    EXPECT_EQ(mapped.entries, (std::vector<MapEntry>{Pair(false, 0, M + 8)}));
 }
 
 TEST(CaptionSampleMap, AKeyAlreadyThereKeepsItsEntry)
 {
     QT::CaptionSampleMap start;
     start[M + 8] = {99, 98, 97, false, 0, 0};
-    const Mapped mapped =
+    const MappedCaptions mapped =
         MapOf(OneChunk(kTwoPairsCdat, Code("c608"), {12}), {.keyByOffset = true, .start = start});
     ASSERT_EQ(mapped.result, 0u);
     EXPECT_EQ(mapped.entries,
-              (std::vector<Entry>{{M + 8, 99, 98, 97, false, 0, 0}, Pair(true, 1001, M + 10)}));
+              (std::vector<MapEntry>{{M + 8, 99, 98, 97, false, 0, 0}, Pair(true, 1001, M + 10)}));
 }
 
 // Bad tables.
@@ -453,10 +455,10 @@ TEST(CaptionSampleMapGuard, ACountOfTwoBillionSamplesIsWalkedNoFurtherThanItsSiz
                                     .tables = {Stts({{.sampleCount = 0x7FFFFFFF, .duration = 1}}),
                                                Stsc({{.firstChunk = 1, .samplesPerChunk = 0x7FFFFFFF}}),
                                                Stsz(0, {10, 10, 10}, 3), Stco({uint32_t(M)})}})});
-    const Mapped mapped = MapOf(movie);
+    const MappedCaptions mapped = MapOf(movie);
     EXPECT_EQ(mapped.result, QT::kQTErrFailed);
     EXPECT_EQ(mapped.entries,
-              (std::vector<Entry>{Pair(false, 0, M + 8), Pair(false, 1, M + 18), Pair(false, 2, M + 28)}));
+              (std::vector<MapEntry>{Pair(false, 0, M + 8), Pair(false, 1, M + 18), Pair(false, 2, M + 28)}));
 }
 
 TEST(CaptionSampleMapGuard, ACountWithItsTopBitSetHasNoSamples)
@@ -466,7 +468,7 @@ TEST(CaptionSampleMapGuard, ACountWithItsTopBitSetHasNoSamples)
                                     .tables = {Stts({{.sampleCount = 0x80000000, .duration = 1}}),
                                                Stsc({{.firstChunk = 1, .samplesPerChunk = 3}}),
                                                Stsz(10, {}, 3), Stco({uint32_t(M)})}})});
-    const Mapped mapped = MapOf(movie);
+    const MappedCaptions mapped = MapOf(movie);
     EXPECT_EQ(mapped.result, 0u);
     EXPECT_TRUE(mapped.entries.empty());
 }
@@ -480,7 +482,7 @@ TEST(CaptionSampleMapGuard, AConstantSizeBacksNoMoreThanTheBoundOfSamples)
                                     .tables = {Stts({{.sampleCount = 0x7FFFFFFF, .duration = 1}}),
                                                Stsc({{.firstChunk = 1, .samplesPerChunk = 0x7FFFFFFF}}),
                                                Stsz(10, {}, 0), Stco({uint32_t(M)})}})});
-    const Mapped mapped = MapOf(movie);
+    const MappedCaptions mapped = MapOf(movie);
     EXPECT_EQ(mapped.result, QT::kQTErrFailed);
     ASSERT_EQ(mapped.entries.size(), 100u);
     EXPECT_EQ(mapped.entries.back(), Pair(false, 99, M + 990 + 8));
@@ -491,7 +493,7 @@ TEST(CaptionSampleMapGuard, TheEntriesOfOneMapAreBounded)
     EXPECT_EQ(QT::GetCaptionMapLimits().maxEntries, 1ull << 23);
     const LimitsWhileAlive limits({.maxConstantSizeSamples = 1ull << 27, .maxEntries = 5});
     const Bytes sample = CdatSample(Bytes(20, 0x80));
-    const Mapped mapped = MapOf(OneChunk(sample, Code("c608"), {28}), {.keyByOffset = true});
+    const MappedCaptions mapped = MapOf(OneChunk(sample, Code("c608"), {28}), {.keyByOffset = true});
     EXPECT_EQ(mapped.result, QT::kQTErrFailed);
     EXPECT_EQ(mapped.entries.size(), 5u);
 }
@@ -499,16 +501,17 @@ TEST(CaptionSampleMapGuard, TheEntriesOfOneMapAreBounded)
 TEST(CaptionSampleMapGuard, ASampleSmallerThanItsHeaderHasNoPairs)
 {
     const Bytes media = Concat({kTwoPairsCdat, Bytes{0x94, 0x20, 0x94, 0x20}});
-    const Mapped mapped = MapOf(OneChunk(media, Code("c608"), {12, 4, 0, 7}));
+    const MappedCaptions mapped = MapOf(OneChunk(media, Code("c608"), {12, 4, 0, 7}));
     EXPECT_EQ(mapped.result, 0u);
-    EXPECT_EQ(mapped.entries, (std::vector<Entry>{Pair(false, 0, M + 8), Pair(false, 1001, M + 10)}));
+    EXPECT_EQ(mapped.entries, (std::vector<MapEntry>{Pair(false, 0, M + 8), Pair(false, 1001, M + 10)}));
 }
 
 TEST(CaptionSampleMapGuard, BarePairSamplesOfNoBytesHaveNoPairs)
 {
-    const Mapped mapped = MapOf(OneChunk(kSixBarePairs, Code("c608"), {2, 0, 1}), {.keyByOffset = true});
+    const MappedCaptions mapped =
+        MapOf(OneChunk(kSixBarePairs, Code("c608"), {2, 0, 1}), {.keyByOffset = true});
     EXPECT_EQ(mapped.result, 0u);
-    EXPECT_EQ(mapped.entries, (std::vector<Entry>{Pair(true, 0, M)}));
+    EXPECT_EQ(mapped.entries, (std::vector<MapEntry>{Pair(true, 0, M)}));
 }
 
 TEST(CaptionSampleMapGuard, AFirstSamplePastTheTimesFails)
@@ -518,7 +521,7 @@ TEST(CaptionSampleMapGuard, AFirstSamplePastTheTimesFails)
                                                  {Stts({{.sampleCount = 3, .duration = 1}}),
                                                   Stsc({{.firstChunk = 1, .samplesPerChunk = 3}}), Stco({0})},
                                                  {{.duration = 1000, .mediaTime = 1000}})});
-    const Mapped mapped = MapOf(movie);
+    const MappedCaptions mapped = MapOf(movie);
     EXPECT_EQ(mapped.result, QT::kQTErrFailed);
     EXPECT_TRUE(mapped.entries.empty());
 }
@@ -531,12 +534,12 @@ TEST(CaptionSampleMapGuard, TheSignedSumOfAChunksBytesWraps)
                                     .tables = {Stts({{.sampleCount = 3, .duration = 1}}),
                                                Stsc({{.firstChunk = 1, .samplesPerChunk = 3}}),
                                                Stsz(0, {0x7FFFFFF8u, 100, 10}, 3), Co64({chunk})}})});
-    const Mapped mapped = MapOf(movie, {.keyByOffset = true});
+    const MappedCaptions mapped = MapOf(movie, {.keyByOffset = true});
     ASSERT_EQ(mapped.result, 0u);
     const uint64_t wrapped = chunk + uint64_t(int64_t(int32_t(0x7FFFFFF8u + 100u)));
     EXPECT_EQ(mapped.entries,
-              (std::vector<Entry>{Pair(true, 2, wrapped + 8), Pair(true, 0, chunk + 8, 0x7FFFFFF0u),
-                                  Pair(true, 1, chunk + 0x7FFFFFF8u + 8, 92)}));
+              (std::vector<MapEntry>{Pair(true, 2, wrapped + 8), Pair(true, 0, chunk + 8, 0x7FFFFFF0u),
+                                     Pair(true, 1, chunk + 0x7FFFFFF8u + 8, 92)}));
 }
 
 TEST(CaptionSampleMapGuard, ANegativeConstantSizeFails)
@@ -546,7 +549,7 @@ TEST(CaptionSampleMapGuard, ANegativeConstantSizeFails)
                                     .tables = {Stts({{.sampleCount = 1, .duration = 1}}),
                                                Stsc({{.firstChunk = 1, .samplesPerChunk = 1}}),
                                                Stsz(0x80000000u, {}, 1), Stco({uint32_t(M)})}})});
-    const Mapped mapped = MapOf(movie);
+    const MappedCaptions mapped = MapOf(movie);
     EXPECT_EQ(mapped.result, QT::kQTErrFailed);
     EXPECT_TRUE(mapped.entries.empty());
 }
@@ -565,7 +568,7 @@ TEST(CaptionSampleMapGuard, TheRunsAreLookedAheadToOnlyInsideTheirAtom)
         Bytes(130, 0), {CaptionTrak({.format = Code("c708"),
                                      .tables = {Stts({{.sampleCount = 13, .duration = 1}}), Stsz(10, {}, 13),
                                                 Stco(chunks), stsc, Atom("skip").U32(1)}})});
-    const Mapped mapped = MapOf(movie);
+    const MappedCaptions mapped = MapOf(movie);
     ASSERT_EQ(mapped.result, 0u);
     ASSERT_EQ(mapped.entries.size(), 13u);
     for (uint64_t i = 0; i < 13; ++i)
@@ -579,9 +582,9 @@ TEST(CaptionSampleMapGuard, SizesAreReadOnlyInsideTheirAtom)
                                                  .tables = {Stts({{.sampleCount = 3, .duration = 1}}),
                                                             Stsc({{.firstChunk = 1, .samplesPerChunk = 3}}),
                                                             Stsz(0, {10, 10}, 5), Stco({uint32_t(M)})}})});
-    const Mapped mapped = MapOf(movie);
+    const MappedCaptions mapped = MapOf(movie);
     EXPECT_EQ(mapped.result, QT::kQTErrFailed);
-    EXPECT_EQ(mapped.entries, (std::vector<Entry>{Pair(false, 0, M + 8), Pair(false, 1, M + 18)}));
+    EXPECT_EQ(mapped.entries, (std::vector<MapEntry>{Pair(false, 0, M + 8), Pair(false, 1, M + 18)}));
 }
 
 TEST(CaptionSampleMapGuard, MissingOrEmptyTablesFail)
@@ -594,7 +597,7 @@ TEST(CaptionSampleMapGuard, MissingOrEmptyTablesFail)
          {std::vector<Atom>{stsc, stsz, stco}, std::vector<Atom>{stts, stsz, stco},
           std::vector<Atom>{stts, Stsc({}), stsz, stco}, std::vector<Atom>{stts, stsc, stco}})
     {
-        const Mapped mapped =
+        const MappedCaptions mapped =
             MapOf(CaptionMovie(Bytes(10, 0), {CaptionTrak({.format = Code("c708"), .tables = tables})}));
         EXPECT_EQ(mapped.result, QT::kQTErrFailed);
         EXPECT_TRUE(mapped.entries.empty());
@@ -603,7 +606,7 @@ TEST(CaptionSampleMapGuard, MissingOrEmptyTablesFail)
     TrackSpec noTables;
     noTables.handler = Code("clcp");
     noTables.sampleTables = false;
-    const Mapped bare = MapOf(CaptionMovie(Bytes(10, 0), {Trak(noTables)}));
+    const MappedCaptions bare = MapOf(CaptionMovie(Bytes(10, 0), {Trak(noTables)}));
     EXPECT_EQ(bare.result, QT::kQTErrFailed);
 }
 
@@ -627,7 +630,8 @@ TEST(CaptionSampleMapGuard, AShortPeekReadsZerosNotOldBytes)
     }
     if (!attribute)
         GTEST_SKIP() << "no kernel attribute file that reports a size larger than its bytes";
-    const Mapped mapped = MapOf(OneChunk(kTwoPairsCdat, Code("c608"), {12}), {.path = Wide(*attribute)});
+    const MappedCaptions mapped =
+        MapOf(OneChunk(kTwoPairsCdat, Code("c608"), {12}), {.path = Wide(*attribute)});
     EXPECT_EQ(mapped.result, 0u);
     EXPECT_EQ(mapped.entries.size(), 6u) << "bare pairs: the short read left zeros";
 }

@@ -41,14 +41,6 @@ Enumerated Enumerate(const std::vector<Atom>& inTraks)
     return enumerated;
 }
 
-std::vector<std::u16string> Keys(const QT::ExternalReferenceMap& inMap)
-{
-    std::vector<std::u16string> keys;
-    for (const auto& [key, reference] : inMap)
-        keys.push_back(key);
-    return keys;
-}
-
 using TrackPaths = std::vector<std::pair<uint32_t, std::u16string>>;
 
 TrackPaths Entries(const QT::TrackReferenceMap& inMap)
@@ -87,7 +79,7 @@ TEST(ExtRefEnumeration, DisabledVideoTrackIsInNoMap)
 TEST(ExtRefEnumeration, DisabledTimecodeTrackIsListed)
 {
     const Enumerated enumerated = Enumerate({ReferringTrak("tmcd", DinfNaming("tc.mov"), false)});
-    EXPECT_EQ(Keys(enumerated.all), std::vector<std::u16string>{u"tc.mov"});
+    EXPECT_EQ(ReferenceKeys(enumerated.all), std::vector<std::u16string>{u"tc.mov"});
     EXPECT_EQ(Entries(enumerated.timecode), (TrackPaths{{0, u"tc.mov"}}));
     EXPECT_TRUE(enumerated.video.empty());
 }
@@ -95,7 +87,7 @@ TEST(ExtRefEnumeration, DisabledTimecodeTrackIsListed)
 TEST(ExtRefEnumeration, EnabledTextTrackIsOnlyInTheMapOfAll)
 {
     const Enumerated enumerated = Enumerate({ReferringTrak("text", DinfNaming("t.mov"))});
-    EXPECT_EQ(Keys(enumerated.all), std::vector<std::u16string>{u"t.mov"});
+    EXPECT_EQ(ReferenceKeys(enumerated.all), std::vector<std::u16string>{u"t.mov"});
     EXPECT_TRUE(enumerated.video.empty());
     EXPECT_TRUE(enumerated.audio.empty());
     EXPECT_TRUE(enumerated.timecode.empty());
@@ -105,7 +97,7 @@ TEST(ExtRefEnumeration, VideoTrackWithTwoAliasesIsInNoTrackMap)
 {
     const Enumerated enumerated =
         Enumerate({ReferringTrak("vide", DinfNaming({AliasTo("a.mov"), AliasTo("b.mov")}))});
-    EXPECT_EQ(Keys(enumerated.all), (std::vector<std::u16string>{u"a.mov", u"b.mov"}));
+    EXPECT_EQ(ReferenceKeys(enumerated.all), (std::vector<std::u16string>{u"a.mov", u"b.mov"}));
     EXPECT_TRUE(enumerated.video.empty());
 }
 
@@ -113,7 +105,7 @@ TEST(ExtRefEnumeration, TwoVideoTracksNamingOneFile)
 {
     const Enumerated enumerated =
         Enumerate({ReferringTrak("vide", DinfNaming("a.mov")), ReferringTrak("vide", DinfNaming("a.mov"))});
-    EXPECT_EQ(Keys(enumerated.all), std::vector<std::u16string>{u"a.mov"});
+    EXPECT_EQ(ReferenceKeys(enumerated.all), std::vector<std::u16string>{u"a.mov"});
     EXPECT_EQ(Entries(enumerated.video), (TrackPaths{{0, u"a.mov"}, {1, u"a.mov"}}));
 }
 
@@ -135,7 +127,7 @@ TEST(ExtRefEnumeration, BoundsFailureInTheThirdOfFiveTracksStopsTheWalk)
                    ReferringTrak("vide", DinfNaming({broken})), ReferringTrak("vide", DinfNaming("d.mov")),
                    ReferringTrak("vide", DinfNaming("e.mov"))});
     EXPECT_FALSE(enumerated.allResult);
-    EXPECT_EQ(Keys(enumerated.all), (std::vector<std::u16string>{u"a.mov", u"b.mov"}));
+    EXPECT_EQ(ReferenceKeys(enumerated.all), (std::vector<std::u16string>{u"a.mov", u"b.mov"}));
     // The track maps ignore the failure and go on.
     EXPECT_EQ(Entries(enumerated.video),
               (TrackPaths{{0, u"a.mov"}, {1, u"b.mov"}, {3, u"d.mov"}, {4, u"e.mov"}}));

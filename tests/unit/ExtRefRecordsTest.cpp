@@ -34,14 +34,6 @@ Collected Collect(OpenedTrack& ioTrack)
     return collected;
 }
 
-std::vector<std::u16string> Keys(const QT::ExternalReferenceMap& inMap)
-{
-    std::vector<std::u16string> keys;
-    for (const auto& [key, reference] : inMap)
-        keys.push_back(key);
-    return keys;
-}
-
 // A dinf whose dref states inDrefSize and holds inEntries' bytes.
 Atom DinfWithDrefSize(const std::vector<Atom>& inEntries, uint32_t inDrefSize)
 {
@@ -103,7 +95,7 @@ TEST(ExtRefRecords, WalkStopsAtAnAliasFlaggedSelfContained)
                         3);
     const Collected collected = Collect(opened);
     EXPECT_TRUE(collected.result);
-    EXPECT_EQ(Keys(collected.references), std::vector<std::u16string>{u"first.mov"});
+    EXPECT_EQ(ReferenceKeys(collected.references), std::vector<std::u16string>{u"first.mov"});
 }
 
 TEST(ExtRefRecords, RecordFieldsAreRead)
@@ -139,7 +131,7 @@ TEST(ExtRefRecords, LevelsAreZeroExtended)
 TEST(ExtRefRecords, WithoutPathTagTheAliasPathIsTheFileNameEvenWithMountPoint)
 {
     OpenedTrack plain = OpenWithEntries({AliasEntry(AliasTo("a.mov"))});
-    EXPECT_EQ(Keys(Collect(plain).references), std::vector<std::u16string>{u"a.mov"});
+    EXPECT_EQ(ReferenceKeys(Collect(plain).references), std::vector<std::u16string>{u"a.mov"});
     OpenedTrack mounted = OpenWithEntries({AliasEntry(AliasTo("b.mov", "", "/Volumes/Media"))});
     const Collected collected = Collect(mounted);
     ASSERT_EQ(collected.references.size(), 1u);
@@ -204,7 +196,7 @@ TEST(ExtRefRecords, NextEntryIsFoundByTheRecordLengthNotTheEntrySize)
     const Collected collected = Collect(opened);
     // The walk lands in the slack, reads zeros as an entry of type 0 and ends there.
     EXPECT_TRUE(collected.result);
-    EXPECT_EQ(Keys(collected.references), std::vector<std::u16string>{u"first.mov"});
+    EXPECT_EQ(ReferenceKeys(collected.references), std::vector<std::u16string>{u"first.mov"});
 }
 
 TEST(ExtRefRecords, AliasBehindAForeignEntryIsNeverReached)
@@ -251,7 +243,7 @@ TEST(ExtRefRecords, EntryHeaderPastTheDrefGivesFalse)
     OpenedTrack opened = OpenWithEntries({AliasEntry(AliasTo("a.mov"))}, 2);
     const Collected collected = Collect(opened);
     EXPECT_FALSE(collected.result);
-    EXPECT_EQ(Keys(collected.references), std::vector<std::u16string>{u"a.mov"});
+    EXPECT_EQ(ReferenceKeys(collected.references), std::vector<std::u16string>{u"a.mov"});
     EXPECT_FALSE(opened.track->GetSingleExternalReference(nullptr));
 }
 

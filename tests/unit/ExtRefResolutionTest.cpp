@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "AliasAtoms.h"
 #include "Capture.h"
 #include "ProbeRecorder.h"
 #include "QTExternalReferences.h"
@@ -11,12 +12,6 @@ namespace
 {
 
 const std::u16string kMovie = u"/work/a/b/movie.mov";
-
-QT::ExtRefData Reference(const std::u16string& inFileName, const std::u16string& inAliasPath,
-                         int32_t inLevelFrom, int32_t inLevelTo, const std::u16string& inDirectory = u"")
-{
-    return {inFileName, inDirectory, inAliasPath, inLevelFrom, inLevelTo};
-}
 
 struct Resolved
 {
@@ -40,7 +35,7 @@ TEST(ExtRefResolution, ExistingRecordedPathResolvesToItself)
 {
     ProbeRecorder fs;
     fs.existing = {u"/other/x.mov"};
-    const Resolved resolved = ResolveOne(Reference(u"x.mov", u"/other/x.mov", 1, 1));
+    const Resolved resolved = ResolveOne(ExtRef(u"x.mov", u"/other/x.mov", 1, 1));
     EXPECT_TRUE(resolved.result);
     EXPECT_EQ(resolved.paths, std::vector<std::u16string>{u"/other/x.mov"});
     // Asked once before the fallback and once as the answer.
@@ -51,7 +46,7 @@ TEST(ExtRefResolution, MissingRecordedPathFallsBackToTheMoviesFolder)
 {
     ProbeRecorder fs;
     fs.existing = {u"/work/a/b/x.mov"};
-    const Resolved resolved = ResolveOne(Reference(u"x.mov", u"/gone/x.mov", 0, 0));
+    const Resolved resolved = ResolveOne(ExtRef(u"x.mov", u"/gone/x.mov", 0, 0));
     EXPECT_TRUE(resolved.result);
     EXPECT_EQ(resolved.paths, std::vector<std::u16string>{u"/work/a/b/x.mov"});
     EXPECT_EQ(fs.probes, (std::vector<std::u16string>{u"/gone/x.mov", u"/work/a/b/x.mov"}));
@@ -64,7 +59,7 @@ TEST(ExtRefResolution, TheMovieItselfIsRejectedThenReachedByTheRelativeRule)
     // a backslash, which exists as the movie does.
     const std::u16string relative = u"/work/a/b" + Sep() + u"movie.mov";
     fs.existing = {kMovie, relative};
-    const Resolved resolved = ResolveOne(Reference(u"movie.mov", u"/disk/movie.mov", 1, 1));
+    const Resolved resolved = ResolveOne(ExtRef(u"movie.mov", u"/disk/movie.mov", 1, 1));
     EXPECT_TRUE(resolved.result);
     EXPECT_EQ(resolved.paths, std::vector<std::u16string>{relative});
     EXPECT_EQ(fs.probes, (std::vector<std::u16string>{u"/disk/movie.mov", kMovie, relative}));
@@ -72,58 +67,58 @@ TEST(ExtRefResolution, TheMovieItselfIsRejectedThenReachedByTheRelativeRule)
 
 TEST(ExtRefResolution, LevelFromTwoGoesUpOneFolder)
 {
-    EXPECT_EQ(QT::ResolveRelativePath(kMovie, Reference(u"f.mov", u"/Vol/p/f.mov", 2, 1)),
+    EXPECT_EQ(QT::ResolveRelativePath(kMovie, ExtRef(u"f.mov", u"/Vol/p/f.mov", 2, 1)),
               u"/work/a" + Sep() + u"f.mov");
 }
 
 TEST(ExtRefResolution, LevelToThreeTakesTheLastTwoRecordedFolders)
 {
-    EXPECT_EQ(QT::ResolveRelativePath(kMovie, Reference(u"f.mov", u"/Vol/p/q/r/f.mov", 1, 3)),
+    EXPECT_EQ(QT::ResolveRelativePath(kMovie, ExtRef(u"f.mov", u"/Vol/p/q/r/f.mov", 1, 3)),
               u"/work/a/b" + Sep() + u"q" + Sep() + u"r" + Sep() + u"f.mov");
 }
 
 TEST(ExtRefResolution, RecordWithoutPathTagsGoesDownIntoItsFolderName)
 {
-    EXPECT_EQ(QT::ResolveRelativePath(kMovie, Reference(u"f.mov", u"f.mov", 1, 2, u"clips")),
+    EXPECT_EQ(QT::ResolveRelativePath(kMovie, ExtRef(u"f.mov", u"f.mov", 1, 2, u"clips")),
               u"/work/a/b" + Sep() + u"clips" + Sep() + u"f.mov");
 }
 
 TEST(ExtRefResolution, TooFewRecordedFoldersReportAndGiveTheFolder)
 {
     AssertCounter reports;
-    EXPECT_EQ(QT::ResolveRelativePath(kMovie, Reference(u"f.mov", u"f.mov", 1, 3)), u"/work/a/b" + Sep());
+    EXPECT_EQ(QT::ResolveRelativePath(kMovie, ExtRef(u"f.mov", u"f.mov", 1, 3)), u"/work/a/b" + Sep());
     ASSERT_EQ(reports.calls.size(), 1u);
     EXPECT_EQ(reports.calls[0].condition, "aliasPathSegments.size() >= levelToCount");
 }
 
 TEST(ExtRefResolution, LevelFromZeroGivesEmptyAndResolutionFails)
 {
-    EXPECT_EQ(QT::ResolveRelativePath(kMovie, Reference(u"f.mov", u"/v/f.mov", 0, 1)), u"");
-    EXPECT_EQ(QT::ResolveRelativePath(kMovie, Reference(u"f.mov", u"/v/f.mov", 1, 0)), u"");
+    EXPECT_EQ(QT::ResolveRelativePath(kMovie, ExtRef(u"f.mov", u"/v/f.mov", 0, 1)), u"");
+    EXPECT_EQ(QT::ResolveRelativePath(kMovie, ExtRef(u"f.mov", u"/v/f.mov", 1, 0)), u"");
     ProbeRecorder fs;
     fs.existing = {u""};
-    const Resolved resolved = ResolveOne(Reference(u"f.mov", u"/v/f.mov", 0, 1));
+    const Resolved resolved = ResolveOne(ExtRef(u"f.mov", u"/v/f.mov", 0, 1));
     EXPECT_FALSE(resolved.result);
     EXPECT_TRUE(resolved.paths.empty());
 }
 
 TEST(ExtRefResolution, GoingUpPastTheTopStopsThere)
 {
-    EXPECT_EQ(QT::ResolveRelativePath(kMovie, Reference(u"f.mov", u"/v/f.mov", 40, 1)), Sep() + u"f.mov");
-    EXPECT_EQ(QT::ResolveRelativePath(u"C:\\m\\movie.mov", Reference(u"f.mov", u"/v/f.mov", 5, 1)),
+    EXPECT_EQ(QT::ResolveRelativePath(kMovie, ExtRef(u"f.mov", u"/v/f.mov", 40, 1)), Sep() + u"f.mov");
+    EXPECT_EQ(QT::ResolveRelativePath(u"C:\\m\\movie.mov", ExtRef(u"f.mov", u"/v/f.mov", 5, 1)),
               u"C:" + Sep() + u"f.mov");
 }
 
 TEST(ExtRefResolution, EmptySegmentsStayAndBecomeBareSeparators)
 {
     // "//" in the recorded path is an empty folder name; it is kept as a bare separator.
-    EXPECT_EQ(QT::ResolveRelativePath(kMovie, Reference(u"f.mov", u"/v/p//f.mov", 1, 3)),
+    EXPECT_EQ(QT::ResolveRelativePath(kMovie, ExtRef(u"f.mov", u"/v/p//f.mov", 1, 3)),
               u"/work/a/b" + Sep() + u"p" + Sep() + Sep() + u"f.mov");
 }
 
 TEST(ExtRefResolution, BackslashesSplitRecordedFoldersToo)
 {
-    EXPECT_EQ(QT::ResolveRelativePath(u"C:\\m\\movie.mov", Reference(u"f.mov", u"D:\\x\\y\\f.mov", 1, 2)),
+    EXPECT_EQ(QT::ResolveRelativePath(u"C:\\m\\movie.mov", ExtRef(u"f.mov", u"D:\\x\\y\\f.mov", 1, 2)),
               u"C:\\m" + Sep() + u"y" + Sep() + u"f.mov");
 }
 
@@ -162,7 +157,7 @@ TEST(ExtRefResolution, ComparisonsAreExact)
     // The same movie path in other case is not the movie, so it counts as found.
     ProbeRecorder fs;
     fs.existing = {u"/work/a/b/MOVIE.mov"};
-    const Resolved resolved = ResolveOne(Reference(u"MOVIE.mov", u"/disk/MOVIE.mov", 0, 0));
+    const Resolved resolved = ResolveOne(ExtRef(u"MOVIE.mov", u"/disk/MOVIE.mov", 0, 0));
     EXPECT_TRUE(resolved.result);
     EXPECT_EQ(resolved.paths, std::vector<std::u16string>{u"/work/a/b/MOVIE.mov"});
 }

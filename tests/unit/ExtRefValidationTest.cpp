@@ -5,6 +5,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "AliasAtoms.h"
 #include "InjectedVolumes.h"
 #include "ProbeRecorder.h"
 #include "QTExternalReferences.h"
@@ -15,14 +16,7 @@ using namespace qttest;
 namespace
 {
 
-const std::u16string kMovie = u"C:\\m\\movie.mov";
-
-QT::ExtRefData Reference(const std::u16string& inFileName, const std::u16string& inAliasPath,
-                         int32_t inLevelFrom = 0, int32_t inLevelTo = 0,
-                         const std::u16string& inDirectory = u"")
-{
-    return {inFileName, inDirectory, inAliasPath, inLevelFrom, inLevelTo};
-}
+const std::u16string kWindowsMovie = u"C:\\m\\movie.mov";
 
 QT::ExternalReferenceMap MapOf(std::initializer_list<QT::ExtRefData> inReferences)
 {
@@ -59,7 +53,7 @@ struct CurrentFolder
 TEST(ExtRefValidation, EmptyMapGivesTrue)
 {
     ProbeRecorder fs;
-    EXPECT_TRUE(QT::ValidateExternalReferences(kMovie, {}));
+    EXPECT_TRUE(QT::ValidateExternalReferences(kWindowsMovie, {}));
     EXPECT_TRUE(fs.probes.empty());
 }
 
@@ -68,7 +62,7 @@ TEST(ExtRefValidation, NetworkPathIsProbedWithBackslashes)
     ProbeRecorder fs;
     fs.existing = {u"\\\\server\\share\\a.mov"};
     EXPECT_TRUE(
-        QT::ValidateExternalReferences(kMovie, MapOf({Reference(u"a.mov", u"//server/share/a.mov")})));
+        QT::ValidateExternalReferences(kWindowsMovie, MapOf({ExtRef(u"a.mov", u"//server/share/a.mov")})));
     EXPECT_EQ(fs.probes, std::vector<std::u16string>{u"\\\\server\\share\\a.mov"});
 }
 
@@ -76,7 +70,7 @@ TEST(ExtRefValidation, RelativePathIsProbedBesideTheMovieAsItStands)
 {
     ProbeRecorder fs;
     fs.existing = {u"C:\\m\\sub/a.mov"};
-    EXPECT_TRUE(QT::ValidateExternalReferences(kMovie, MapOf({Reference(u"a.mov", u"sub/a.mov")})));
+    EXPECT_TRUE(QT::ValidateExternalReferences(kWindowsMovie, MapOf({ExtRef(u"a.mov", u"sub/a.mov")})));
     EXPECT_EQ(fs.probes, std::vector<std::u16string>{u"C:\\m\\sub/a.mov"});
 }
 
@@ -87,7 +81,7 @@ TEST(ExtRefValidation, PosixPathIsMappedOntoTheVolumeOfItsFirstComponent)
     const std::u16string expected = u"E:\\clips" + Sep() + u"a.mov";
     fs.existing = {expected};
     EXPECT_TRUE(
-        QT::ValidateExternalReferences(kMovie, MapOf({Reference(u"a.mov", u"/Archive/./clips//a.mov")})));
+        QT::ValidateExternalReferences(kWindowsMovie, MapOf({ExtRef(u"a.mov", u"/Archive/./clips//a.mov")})));
     EXPECT_EQ(fs.probes, std::vector<std::u16string>{expected});
 }
 
@@ -96,7 +90,7 @@ TEST(ExtRefValidation, PosixPathWithoutSecondSlashLooksUpNoVolume)
     // A volume labelled as the file: a look-up would find it and probe its root.
     InjectedVolumes volumes({Volume(u"Z:\\", u"a.mov")});
     ProbeRecorder fs;
-    EXPECT_FALSE(QT::ValidateExternalReferences(kMovie, MapOf({Reference(u"a.mov", u"/a.mov")})));
+    EXPECT_FALSE(QT::ValidateExternalReferences(kWindowsMovie, MapOf({ExtRef(u"a.mov", u"/a.mov")})));
     EXPECT_FALSE(ProbedUnder(fs, u"Z:"));
     ASSERT_FALSE(fs.probes.empty());
     EXPECT_EQ(fs.probes.front(), u"a.mov"); // stage 2's first probe
@@ -108,7 +102,7 @@ TEST(ExtRefValidation, PosixPathOnAnUnknownVolumeGoesBesideTheMovie)
     ProbeRecorder fs;
     fs.existing = {u"C:\\m\\a.mov"};
     EXPECT_TRUE(
-        QT::ValidateExternalReferences(kMovie, MapOf({Reference(u"a.mov", u"/Elsewhere/clips/a.mov")})));
+        QT::ValidateExternalReferences(kWindowsMovie, MapOf({ExtRef(u"a.mov", u"/Elsewhere/clips/a.mov")})));
     EXPECT_FALSE(ProbedUnder(fs, u"E:"));
     ASSERT_FALSE(fs.probes.empty());
     EXPECT_EQ(fs.probes.front(), u"a.mov");
@@ -121,8 +115,8 @@ TEST(ExtRefValidation, RecordedFolderBesideTheMovieComesFirst)
     ProbeRecorder fs;
     const std::u16string inFolder = u"C:\\m\\clips" + Sep() + u"a.mov";
     fs.existing = {inFolder, u"C:\\m\\a.mov"};
-    EXPECT_TRUE(QT::ValidateExternalReferences(
-        kMovie, MapOf({Reference(u"a.mov", u"/Other/x/a.mov", 0, 0, u"clips")})));
+    EXPECT_TRUE(QT::ValidateExternalReferences(kWindowsMovie,
+                                               MapOf({ExtRef(u"a.mov", u"/Other/x/a.mov", 0, 0, u"clips")})));
     EXPECT_TRUE(Probed(fs, inFolder));
     EXPECT_FALSE(Probed(fs, u"C:\\m\\a.mov"));
 }
@@ -132,11 +126,11 @@ TEST(ExtRefValidation, FileNamedAsTheMovieEndsStageTwoOnTheMovieAndStageThreeDec
     InjectedVolumes volumes({});
     ProbeRecorder fs;
     const std::u16string relative = u"C:\\m" + Sep() + u"movie.mov";
-    fs.existing = {kMovie, relative};
-    EXPECT_TRUE(
-        QT::ValidateExternalReferences(kMovie, MapOf({Reference(u"movie.mov", u"/Vol/movie.mov", 1, 1)})));
+    fs.existing = {kWindowsMovie, relative};
+    EXPECT_TRUE(QT::ValidateExternalReferences(kWindowsMovie,
+                                               MapOf({ExtRef(u"movie.mov", u"/Vol/movie.mov", 1, 1)})));
     ASSERT_GE(fs.probes.size(), 2u);
-    EXPECT_TRUE(Probed(fs, kMovie));
+    EXPECT_TRUE(Probed(fs, kWindowsMovie));
     EXPECT_EQ(fs.probes.back(), relative);
 }
 
@@ -145,7 +139,8 @@ TEST(ExtRefValidation, LevelFromZeroAtStageThreeGivesFalse)
     InjectedVolumes volumes({});
     ProbeRecorder fs;
     fs.existing = {u""};
-    EXPECT_FALSE(QT::ValidateExternalReferences(kMovie, MapOf({Reference(u"a.mov", u"/Vol/a.mov", 0, 1)})));
+    EXPECT_FALSE(
+        QT::ValidateExternalReferences(kWindowsMovie, MapOf({ExtRef(u"a.mov", u"/Vol/a.mov", 0, 1)})));
     EXPECT_EQ(fs.probes.back(), u"");
 }
 
@@ -157,8 +152,8 @@ TEST(ExtRefValidation, AnExistingRelativePathAtStageThreeEndsTheWalkWithTrue)
     const std::u16string relative = u"C:" + Sep() + u"1.mov";
     fs.existing = {relative};
     EXPECT_TRUE(QT::ValidateExternalReferences(
-        kMovie, MapOf({Reference(u"1.mov", u"/V/1.mov", 2, 1), Reference(u"2.mov", u"/V/2.mov", 2, 1),
-                       Reference(u"3.mov", u"/V/3.mov", 2, 1)})));
+        kWindowsMovie, MapOf({ExtRef(u"1.mov", u"/V/1.mov", 2, 1), ExtRef(u"2.mov", u"/V/2.mov", 2, 1),
+                              ExtRef(u"3.mov", u"/V/3.mov", 2, 1)})));
     EXPECT_EQ(fs.probes.back(), relative);
     EXPECT_FALSE(Probed(fs, u"3.mov"));
 }
@@ -169,8 +164,8 @@ TEST(ExtRefValidation, AMissingRelativePathAtStageThreeEndsTheWalkWithFalse)
     ProbeRecorder fs;
     fs.existing = {u"C:\\m\\1.mov"};
     EXPECT_FALSE(QT::ValidateExternalReferences(
-        kMovie, MapOf({Reference(u"1.mov", u"/V/1.mov", 2, 1), Reference(u"2.mov", u"/V/2.mov", 2, 1),
-                       Reference(u"3.mov", u"/V/3.mov", 2, 1)})));
+        kWindowsMovie, MapOf({ExtRef(u"1.mov", u"/V/1.mov", 2, 1), ExtRef(u"2.mov", u"/V/2.mov", 2, 1),
+                              ExtRef(u"3.mov", u"/V/3.mov", 2, 1)})));
     EXPECT_EQ(fs.probes.back(), u"C:" + Sep() + u"2.mov");
     EXPECT_FALSE(Probed(fs, u"3.mov"));
 }
@@ -180,7 +175,7 @@ TEST(ExtRefValidation, EmptyAliasPathSkipsStageOne)
     InjectedVolumes volumes({});
     ProbeRecorder fs;
     fs.existing = {u"C:\\m\\a.mov"};
-    EXPECT_TRUE(QT::ValidateExternalReferences(kMovie, MapOf({Reference(u"a.mov", u"")})));
+    EXPECT_TRUE(QT::ValidateExternalReferences(kWindowsMovie, MapOf({ExtRef(u"a.mov", u"")})));
     EXPECT_EQ(fs.probes.front(), u"a.mov");
 }
 
@@ -191,7 +186,7 @@ TEST(ExtRefValidation, BareFileNameIsFoundInTheCurrentFolder)
     const std::filesystem::path movieFolder = MakeTempFolder();
     std::ofstream(here / "a.mov") << "x";
     const std::u16string movie = Wide(movieFolder / "movie.mov");
-    const QT::ExternalReferenceMap references = MapOf({Reference(u"a.mov", u"/NoSuchVolume/a.mov")});
+    const QT::ExternalReferenceMap references = MapOf({ExtRef(u"a.mov", u"/NoSuchVolume/a.mov")});
     {
         CurrentFolder current(here);
         EXPECT_TRUE(QT::ValidateExternalReferences(movie, references));
@@ -213,8 +208,8 @@ TEST(ExtRefValidation, FileBesideARealMovieIsFound)
     std::filesystem::create_directory(folder / "clips");
     std::ofstream(folder / "clips" / "b.mov") << "x";
     CurrentFolder current(elsewhere);
-    EXPECT_TRUE(QT::ValidateExternalReferences(
-        Wide(folder / "movie.mov"), MapOf({Reference(u"b.mov", u"/Disk/x/b.mov", 0, 0, u"clips")})));
+    EXPECT_TRUE(QT::ValidateExternalReferences(Wide(folder / "movie.mov"),
+                                               MapOf({ExtRef(u"b.mov", u"/Disk/x/b.mov", 0, 0, u"clips")})));
     std::error_code ignored; // cleanup only: a folder a test looked into may stay locked on Windows
     std::filesystem::remove_all(folder, ignored);
     std::filesystem::remove_all(elsewhere, ignored);
