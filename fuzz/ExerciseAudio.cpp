@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "ExerciseSoundDescriptions.h"
+#include "ExerciseSupport.h"
 #include "tenacore/config.h"
 
 namespace qtfuzz
@@ -11,9 +12,6 @@ namespace qtfuzz
 
 namespace
 {
-
-// Enough descriptions to reach every layout; a hostile count could ask for billions.
-constexpr int32_t kMaxDescriptions = 8;
 
 // The audio accessors of one description; on another kind of track each raises the contract error,
 // which a host that asks by mistake meets as this does.

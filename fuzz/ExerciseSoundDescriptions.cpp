@@ -13,7 +13,7 @@ namespace
 {
 
 // Enough descriptions to reach every walk; a hostile count could ask for billions.
-constexpr uint32_t kMaxDescriptions = 16;
+constexpr uint32_t kMaxWalkedDescriptions = 16;
 
 uint64_t Exercise(const QT::SoundDescription& inView)
 {
@@ -33,7 +33,7 @@ uint64_t ExerciseSoundDescriptions(QT::IQTTrack& inTrack)
     if (!track)
         return 0;
     uint64_t value = 0;
-    const uint32_t count = std::min(track->GetSampleDescriptionCount(), kMaxDescriptions);
+    const uint32_t count = std::min(track->GetSampleDescriptionCount(), kMaxWalkedDescriptions);
     for (uint32_t index = 0; index < count; ++index)
         if (const uint8_t* entry = track->GetSampleDescription(track->Item().stsd, int32_t(index)))
             value += Exercise(QT::SoundDescription(track->Bytes(), entry));

@@ -12,6 +12,16 @@ namespace qtfuzz
 
 // Keeps a hostile movie's thousands of tracks or items from slowing every run to a crawl.
 inline constexpr uint64_t kMaxItems = 256;
+// Enough sample descriptions to reach every layout; a hostile count could ask for billions.
+inline constexpr int32_t kMaxDescriptions = 8;
+
+// The answers are folded into a sink that the optimiser cannot drop.
+inline volatile uint64_t gSink = 0;
+
+inline void Keep(uint64_t inValue)
+{
+    gSink = gSink + inValue;
+}
 
 // A value that depends on a block's length and its end bytes.
 inline uint64_t Fold(const MK::BinaryData& inData)

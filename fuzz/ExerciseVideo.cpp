@@ -15,7 +15,6 @@ namespace
 {
 
 // Bounds on the work one input may ask for, so that a hostile count slows no run to a crawl.
-constexpr int32_t kMaxDescriptions = 8;
 constexpr uint32_t kMaxSamples = 1u << 12;
 
 uint64_t ExerciseApertures(QT::IQTTrack& inTrack)

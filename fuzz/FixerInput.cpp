@@ -18,7 +18,7 @@ namespace qtfuzz
 namespace
 {
 
-const ScratchFile& Scratch()
+const ScratchFile& FixerScratch()
 {
     static const ScratchFile file("qtsifter-fuzz-fixer");
     return file;
@@ -26,7 +26,7 @@ const ScratchFile& Scratch()
 
 std::vector<uint8_t> ReadScratch()
 {
-    std::ifstream in(Scratch().Path(), std::ios::binary);
+    std::ifstream in(FixerScratch().Path(), std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
@@ -66,9 +66,9 @@ void CheckCopy(const uint8_t* inData, size_t inSize, uint32_t inResult)
 
 int RunFixerInput(const uint8_t* inData, size_t inSize)
 {
-    if (!Scratch().Write(inData, inSize))
+    if (!FixerScratch().Write(inData, inSize))
         return 0;
-    const uint32_t result = QT::MakeFixer()->FixMovie(tenacore::string::UTF8to16(Scratch().Path()));
+    const uint32_t result = QT::MakeFixer()->FixMovie(tenacore::string::UTF8to16(FixerScratch().Path()));
     if (result != QT::kQTSuccess && result != QT::kQTErrFailed)
         Fail("the fixer gave a result it has no cause for");
     CheckCopy(inData, inSize, result);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "ExerciseSupport.h"
 #include "ExerciseTimecodeCaptions.h"
 #include "IQTSifter.h"
 #include "QTFourCC.h"
@@ -25,9 +26,6 @@ namespace
 const uint8_t* gInput = nullptr;
 size_t gInputSize = 0;
 std::vector<uint8_t> gDelivered;
-
-// The answers are folded into a sink that the optimiser cannot drop.
-volatile uint64_t gSink = 0;
 
 uint32_t IsReady()
 {
@@ -67,7 +65,7 @@ QT::QTFileProvider MakeProvider()
     return provider;
 }
 
-const ScratchFile& Scratch()
+const ScratchFile& LoadScratch()
 {
     static const ScratchFile file("qtsifter-fuzz");
     return file;
@@ -101,7 +99,7 @@ Loaded Describe(uint32_t inResult, const tenacore::classref::InterfaceRef<QT::IQ
 {
     Loaded loaded{inResult, inFound, inAtomOffset, inAtomSize};
     // The name of every result is asked for, as a host prints it.
-    gSink = gSink + QT::ResultCodeName(inResult).size();
+    Keep(QT::ResultCodeName(inResult).size());
     if (inResult == 0 && inMovie)
     {
         loaded.movieAtomSize = inMovie->GetMovieAtomSize();
@@ -138,7 +136,7 @@ Loaded LoadThroughFile(size_t inSize, bool inLocate, MovieQuestions inAsk)
     bool found = false;
     uint64_t atomOffset = 0;
     uint64_t atomSize = 0;
-    const std::u16string path = tenacore::string::UTF8to16(Scratch().Path());
+    const std::u16string path = tenacore::string::UTF8to16(LoadScratch().Path());
     const uint32_t result =
         inLocate ? QT::MakeParser()->MakeMovieAndLocateAtom(path, movie, AtomToLocate(inSize), found,
                                                             atomOffset, atomSize, nullptr)
@@ -166,8 +164,8 @@ void Load(const uint8_t* inData, size_t inSize, MovieQuestions inAsk, bool inCom
 {
     // The input is the media file that caption maps peek into, through one fixed path; written
     // once, before either movie is asked.
-    const bool scratchWritten = Scratch().Write(inData, inSize);
-    SetCaptionMediaPath(scratchWritten ? tenacore::string::UTF8to16(Scratch().Path()) : std::u16string());
+    const bool scratchWritten = LoadScratch().Write(inData, inSize);
+    SetCaptionMediaPath(scratchWritten ? tenacore::string::UTF8to16(LoadScratch().Path()) : std::u16string());
 
     LoadThroughMemory(inData, inSize, inAsk);
     if (scratchWritten && !inCompare)

@@ -20,14 +20,6 @@ namespace qtfuzz
 namespace
 {
 
-// The answers are folded into a sink that the optimiser cannot drop.
-volatile uint64_t gSink = 0;
-
-void Keep(uint64_t inValue)
-{
-    gSink = gSink + inValue;
-}
-
 } // namespace
 
 void InitializeTargets()
