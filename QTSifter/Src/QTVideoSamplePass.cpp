@@ -69,6 +69,7 @@ public:
                     PassOverStretch(stretch);
                 else
                     KeepStretch(stretch);
+                mDecodeTime += Widened(stretch.duration) * stretch.count;
                 ++mCounts.stretches;
                 sample += stretch.count;
                 continue;
@@ -231,7 +232,6 @@ private:
         else
             KeepChunkedSamples(inStretch);
         NoteKept(inStretch.duration, inStretch.count);
-        mDecodeTime += Widened(inStretch.duration) * inStretch.count;
     }
 
     // Samples the edit leaves out still pass through the cursors; a stretch of them moves each
@@ -240,7 +240,6 @@ private:
     {
         if (!mOneSamplePerChunk)
             PassOverChunkedSamples(inStretch);
-        mDecodeTime += Widened(inStretch.duration) * inStretch.count;
     }
 
     void PassOverChunkedSamples(const Stretch& inStretch)
