@@ -40,7 +40,7 @@ fi
 
 cmake -S "$repo" -B "$build" -G Ninja \
     -DCMAKE_CXX_COMPILER=clang++ \
-    -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQTSIFTER_UNITY_BUILD=ON \
     -DQTSIFTER_BUILD_FUZZ=ON -DQTSIFTER_BUILD_TESTS=OFF -DQTSIFTER_BUILD_TOOL=OFF >/dev/null
 cmake --build "$build" --target "${targets[@]}" -j "$jobs"
 

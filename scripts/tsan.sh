@@ -9,6 +9,8 @@ jobs="${JOBS:-2}"
 build="${1:-$repo/build-tsan}"
 
 # Only what the threaded tests need: the whole test suite would triple the stage for nothing more.
+# Each library source is compiled alone here, where the other stages compile batches, so that a
+# source that leans on another's includes still fails CI.
 cmake -S "$repo" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DQTSIFTER_TSAN=ON -DQTSIFTER_WERROR=ON \
     -DQTSIFTER_BUILD_TOOL=OFF
 cmake --build "$build" -j "$jobs" --target qtsifter_thread_tests

@@ -52,8 +52,8 @@ trap 'exit 1' INT TERM
 "$wine" cmd /c exit >/dev/null 2>&1 </dev/null
 
 # Debug without debug information, which would make the objects and the links several times slower
-# for a build that is only run.
+# for a build that is only run; sources compiled in batches, as in the other stages.
 cmake -S "$repo" -B "$build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TYPE=Debug \
-    -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DQTSIFTER_WERROR=ON -DGTest_DIR="$gtest/lib/cmake/GTest" -DCMAKE_CROSSCOMPILING_EMULATOR="$emulator"
+    -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DQTSIFTER_WERROR=ON -DQTSIFTER_UNITY_BUILD=ON -DGTest_DIR="$gtest/lib/cmake/GTest" -DCMAKE_CROSSCOMPILING_EMULATOR="$emulator"
 cmake --build "$build" -j "$jobs"
 ctest --test-dir "$build" --output-on-failure -j "$jobs"
