@@ -17,11 +17,6 @@
 namespace qtfuzz
 {
 
-namespace
-{
-
-} // namespace
-
 void InitializeTargets()
 {
     tenacore::debug::SetAssertHandler([](const char*, int, const char*, const char*, const std::string&)
