@@ -234,16 +234,13 @@ private:
         NoteKept(inStretch.duration, inStretch.count);
     }
 
-    // Samples the edit leaves out still pass through the cursors; a stretch of them moves each
-    // cursor to its last sample at once, as the steps would have left it.
+    // Samples the edit leaves out still pass through the chunk cursors; a stretch of them moves
+    // each cursor to its last sample at once, as the steps would have left it. With one sample a
+    // chunk there are no chunk cursors: a sample's chunk is its index.
     void PassOverStretch(const Stretch& inStretch)
     {
-        if (!mOneSamplePerChunk)
-            PassOverChunkedSamples(inStretch);
-    }
-
-    void PassOverChunkedSamples(const Stretch& inStretch)
-    {
+        if (mOneSamplePerChunk)
+            return;
         const RunAhead& ahead = inStretch.ahead;
         // A stretch in chunks the offset table lacks lies wholly in them: the steps would have
         // reported the first.
