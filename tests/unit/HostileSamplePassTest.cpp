@@ -73,7 +73,7 @@ TEST(HostileSamplePass, ChunksTheOffsetTableLacksKeepTheirPlaceInTheChunk)
 
 TEST(HostileSamplePass, MillionsOfSamplesPastTheEditAreNotWalkedOneByOne)
 {
-    // The edit keeps media time 0 to 2: samples 0 and 1. The rest, nearly 2^32 samples in chunks
+    // The edit keeps media time 0 to 2: samples 0 and 1. The rest, nearly 2^27 samples in chunks
     // the offset table lacks, are left out; stepping through each would take seconds.
     OpenedTrack t = VideoTrack(OneSampleChunks(kMillions, 300, kMillions + 1, {1000, 2000}),
                                {{.duration = 600, .mediaTime = 0}});
